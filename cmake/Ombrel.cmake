@@ -1,0 +1,52 @@
+# Shared build rules. Every source folder is one static library, and a library links only
+# to the ones built before it, so a dependency that points upward fails to link.
+
+add_compile_options(-Wall -Wextra -Wno-unused-parameter)
+
+if(OMBREL_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(OMBREL_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(NOT OMBREL_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "OMBREL_SANITIZE must be empty, 'thread' or 'address'")
+endif()
+
+# ombrel_module_library(<name> SOURCES ... [DEPENDS ...])
+# A library of the module (src/<name>): sees src/ and the host interface, never host/.
+function(ombrel_module_library name)
+  cmake_parse_arguments(A "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(ombrel_${name} STATIC ${A_SOURCES})
+  target_include_directories(ombrel_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
+  target_link_libraries(ombrel_${name} PUBLIC ombrel_hostapi Threads::Threads ${A_DEPENDS})
+endfunction()
+
+# ombrel_host_library(<name> SOURCES ... [DEPENDS ...])
+# A library of the stand-in host (host/<name>): sees host/ and the host interface, never src/.
+function(ombrel_host_library name)
+  cmake_parse_arguments(A "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(host_${name} STATIC ${A_SOURCES})
+  target_include_directories(host_${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(host_${name} PUBLIC ombrel_hostapi Threads::Threads ${A_DEPENDS})
+endfunction()
+
+# ombrel_test(<name> SOURCES ... LIBS ... [LABELS ...])
+# One test program; each of its cases becomes a CTest test carrying the labels.
+# Label "tsan" marks the programs that also run under ThreadSanitizer.
+function(ombrel_test name)
+  cmake_parse_arguments(A "" "" "SOURCES;LIBS;LABELS" ${ARGN})
+  add_executable(${name} ${A_SOURCES})
+  target_link_libraries(${name} PRIVATE ${A_LIBS} GTest::gtest GTest::gmock GTest::gtest_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  gtest_discover_tests(${name}
+    DISCOVERY_MODE PRE_TEST
+    DISCOVERY_TIMEOUT 60
+    PROPERTIES LABELS "${A_LABELS}" TIMEOUT 600
+    WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
+  set_property(GLOBAL APPEND PROPERTY OMBREL_TEST_TARGETS ${name})
+  foreach(label IN LISTS A_LABELS)
+    set_property(GLOBAL APPEND PROPERTY OMBREL_TEST_TARGETS_${label} ${name})
+  endforeach()
+endfunction()

@@ -1,0 +1,26 @@
+#pragma once
+// Per-thread message queues with post, get and peek, in the way a thread's message queue
+// works: a thread's queue exists from its first messageQueueEnsure (or first get or peek);
+// posting to a thread without a queue, or to a full one, fails and the poster decides what
+// to do (wait and post again, typically).
+#include <cstdint>
+
+struct ThreadMessage {
+  uint32_t message;
+  uintptr_t wParam;
+  intptr_t lParam;
+};
+
+using ThreadQueueId = uint64_t;  // 0 is no thread
+
+inline constexpr size_t kMessageQueueLimit = 10000;
+
+ThreadQueueId messageQueueCurrent();  // this thread's id, creating its queue
+void messageQueueEnsure();
+void messageQueueRelease();  // drop this thread's queue (at thread end); waiting gets fail
+bool messagePost(ThreadQueueId thread, const ThreadMessage& msg);  // false: no queue, or full
+
+// A filter of [first, last] takes only messages in that range, leaving the others queued
+// in order; first = last = 0 takes any message.
+bool messageGet(ThreadMessage* out, uint32_t first = 0, uint32_t last = 0);  // waits
+bool messagePeek(ThreadMessage* out, bool remove, uint32_t first = 0, uint32_t last = 0);
