@@ -3,6 +3,11 @@
 // works: a thread's queue exists from its first messageQueueEnsure (or first get or peek);
 // posting to a thread without a queue, or to a full one, fails and the poster decides what
 // to do (wait and post again, typically).
+//
+// A released queue is gone: posts to it fail, and gets and peeks on it (a get already
+// waiting included) return false until the thread asks for a new one with
+// messageQueueEnsure or messageQueueCurrent. A thread's queue is released when it ends.
+#include <cstddef>
 #include <cstdint>
 
 struct ThreadMessage {
@@ -18,6 +23,9 @@ inline constexpr size_t kMessageQueueLimit = 10000;
 ThreadQueueId messageQueueCurrent();  // this thread's id, creating its queue
 void messageQueueEnsure();
 void messageQueueRelease();  // drop this thread's queue (at thread end); waiting gets fail
+// Drop another thread's queue: its waiting get wakes with false, the way to stop a worker
+// that sits in messageGet.
+void messageQueueRelease(ThreadQueueId thread);
 bool messagePost(ThreadQueueId thread, const ThreadMessage& msg);  // false: no queue, or full
 
 // A filter of [first, last] takes only messages in that range, leaving the others queued
