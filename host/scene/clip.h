@@ -17,6 +17,7 @@ struct Clip {
   std::string suffix;
   uint32_t referenceIndex = 0;  // XREF: the clip this one refers to
   std::string server;           // ANIM: loader name
+  bool operator==(const Clip&) const = default;
 };
 
 }  // namespace host

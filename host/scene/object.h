@@ -32,6 +32,7 @@ struct Polygon {
   int32_t surface = -1;              // SURF tag: index into ObjectModel::tags, -1 if untagged
   int32_t part = -1;                 // PART tag: index into ObjectModel::tags, -1 if untagged
   int32_t smoothingGroup = -1;       // SMGP tag value, -1 if untagged
+  bool operator==(const Polygon&) const = default;
 };
 
 // A vertex map. Per point (VMAP): entries are (point, values). Per polygon corner (VMAD):
@@ -50,6 +51,7 @@ struct VertexMap {
   // Values of a point (per-point map) or of a corner (per-polygon map); null if absent.
   const float* find(uint32_t point) const;
   const float* find(uint32_t point, uint32_t polygon) const;
+  bool operator==(const VertexMap&) const = default;
 };
 
 struct Layer {
@@ -69,6 +71,7 @@ struct Layer {
   void computeBounds();                  // from the points; leaves hasBoundingBox as it is
   size_t faceCount() const;              // polygons of type FACE
   const VertexMap* findVertexMap(uint32_t type, const std::string& name) const;
+  bool operator==(const Layer&) const = default;
 };
 
 // An envelope of the object's surfaces, with the index surfaces refer to it by.

@@ -15,6 +15,7 @@ struct SurfaceChannel {
   uint32_t envelope = 0;              // file index into ObjectModel::envelopes, 0 = none
   std::vector<TextureLayer> layers;   // in stack order (sorted by ordinal)
   bool hasTextures() const { return !layers.empty(); }
+  bool operator==(const SurfaceChannel&) const = default;
 };
 
 struct ColorChannel {
@@ -22,6 +23,7 @@ struct ColorChannel {
   uint32_t envelope = 0;
   std::vector<TextureLayer> layers;
   bool hasTextures() const { return !layers.empty(); }
+  bool operator==(const ColorChannel&) const = default;
 };
 
 // Bits of Surface::sidedness.
@@ -38,14 +40,14 @@ struct Surface {
 
   ColorChannel color;                     // COLR ("BaseColor")
   SurfaceChannel luminosity;              // LUMI
-  SurfaceChannel diffuse{1.0};            // DIFF
+  SurfaceChannel diffuse{1.0, 0, {}};            // DIFF
   SurfaceChannel specularity;             // SPEC
-  SurfaceChannel glossiness{0.4};         // GLOS
+  SurfaceChannel glossiness{0.4, 0, {}};         // GLOS
   SurfaceChannel reflectivity;            // REFL
   SurfaceChannel transparency;            // TRAN
   SurfaceChannel translucency;            // TRNL
-  SurfaceChannel ior{1.0};                // RIND
-  SurfaceChannel bump{1.0};               // BUMP: amplitude, and the bump texture layers
+  SurfaceChannel ior{1.0, 0, {}};                // RIND
+  SurfaceChannel bump{1.0, 0, {}};               // BUMP: amplitude, and the bump texture layers
   SurfaceChannel colorHighlights;         // CLRH
   SurfaceChannel colorFilter;             // CLRF
   SurfaceChannel additiveTransparency;    // ADTR
@@ -77,6 +79,7 @@ struct Surface {
   std::vector<TextureLayer> otherLayers;
 
   bool doubleSided() const { return (sidedness & 2) != 0; }
+  bool operator==(const Surface&) const = default;
 };
 
 }  // namespace host

@@ -28,6 +28,7 @@ enum class WrapMode { Reset = 0, Repeat = 1, Mirror = 2, Edge = 3 };
 struct EnvelopedVector {
   std::array<double, 3> value{0.0, 0.0, 0.0};
   uint32_t envelope = 0;
+  bool operator==(const EnvelopedVector&) const = default;
 };
 
 // Where the texture sits: the TMAP sub-chunk.
@@ -39,11 +40,13 @@ struct TextureMapping {
   int falloffType = 0;                          // FALL
   EnvelopedVector falloff;
   int coordinateSystem = 0;                     // CSYS: 0 object, 1 world
+  bool operator==(const TextureMapping&) const = default;
 };
 
 struct GradientKey {
   double input = 0.0;
   std::array<double, 4> output{0.0, 0.0, 0.0, 1.0};  // colour and alpha
+  bool operator==(const GradientKey&) const = default;
 };
 
 struct TextureLayer {
@@ -90,6 +93,7 @@ struct TextureLayer {
   // Shader blocks keep only their server name and raw data.
   std::string shaderName;
   std::vector<uint8_t> shaderData;
+  bool operator==(const TextureLayer&) const = default;
 };
 
 }  // namespace host

@@ -1,0 +1,113 @@
+#pragma once
+// Byte-level reading and writing of the chunked files of LightWave: big-endian numbers,
+// padded strings, variable-length indices, and sub-chunk walking with every length checked
+// against its parent. Shared by the object readers and the writer.
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace host::lwo {
+
+// A damaged file. Carries the chunk path and the file offset for the one message the reader
+// gives back.
+struct FormatError : std::runtime_error {
+  FormatError(const std::string& what, std::string chunk, size_t offset)
+      : std::runtime_error(what), chunk(std::move(chunk)), offset(offset) {}
+  std::string chunk;
+  size_t offset;
+};
+
+// A window [pos, end) over the file with a name for messages. Reads past the end throw.
+class Cursor {
+ public:
+  Cursor() = default;
+  Cursor(const uint8_t* file, size_t begin, size_t end, std::string chunk)
+      : file_(file), pos_(begin), end_(end), chunk_(std::move(chunk)) {}
+
+  size_t pos() const { return pos_; }
+  size_t end() const { return end_; }
+  size_t left() const { return end_ - pos_; }
+  bool atEnd() const { return pos_ >= end_; }
+  const std::string& chunk() const { return chunk_; }
+  const uint8_t* file() const { return file_; }
+
+  [[noreturn]] void fail(const std::string& what) const { throw FormatError(what, chunk_, pos_); }
+  void need(size_t n) const {
+    if (n > left())
+      fail("truncated: needs " + std::to_string(n) + " bytes, " + std::to_string(left()) + " left");
+  }
+  void skip(size_t n) { need(n); pos_ += n; }
+  void skipTo(size_t p) { if (p > end_ || p < pos_) fail("bad position"); pos_ = p; }
+  const uint8_t* bytes(size_t n) { need(n); const uint8_t* p = file_ + pos_; pos_ += n; return p; }
+
+  uint8_t u1() { need(1); return file_[pos_++]; }
+  uint16_t u2() { const uint8_t* p = bytes(2); return uint16_t((p[0] << 8) | p[1]); }
+  uint32_t u4() {
+    const uint8_t* p = bytes(4);
+    return (uint32_t(p[0]) << 24) | (uint32_t(p[1]) << 16) | (uint32_t(p[2]) << 8) | p[3];
+  }
+  int16_t i2() { return int16_t(u2()); }
+  int32_t i4() { return int32_t(u4()); }
+  uint32_t id() { return u4(); }
+  float f4();
+  double f8();
+  // A variable-length index: two bytes, or four when the first byte is 0xFF.
+  uint32_t vx();
+  // A zero-terminated string padded to an even length.
+  std::string s0();
+  // Like s0 but tolerating a string that runs to the end of the window unterminated.
+  std::string s0Lenient();
+  std::vector<uint8_t> rest() { std::vector<uint8_t> v(file_ + pos_, file_ + end_); pos_ = end_; return v; }
+
+ private:
+  const uint8_t* file_ = nullptr;
+  size_t pos_ = 0, end_ = 0;
+  std::string chunk_;
+};
+
+// One sub-chunk found by walkSub: its id (for a nested FORM, the form's type), whether it was
+// a FORM, and a cursor over its body.
+struct Sub {
+  uint32_t id = 0;
+  bool form = false;
+  Cursor body;
+};
+
+// Reads the next sub-chunk header at the parent's position and steps the parent past the body
+// (and its pad byte). `longLengths`: four-byte lengths and nested FORMs (LWO3 and top level);
+// otherwise two-byte lengths. Returns false at the parent's end.
+bool nextSub(Cursor& parent, bool longLengths, Sub& out);
+
+// Newer files keep the fixed fields of a nested FORM in a leading chunk named four spaces.
+// Returns a cursor over those fields and moves `body` past them; for a plain chunk the body
+// itself holds the fields, and the returned cursor is the body (which is then consumed).
+Cursor headOf(Sub& sub, bool longLengths);
+
+std::string idName(uint32_t id);
+
+// Big-endian output with chunk nesting. begin() reserves a length that end() fills in.
+class Writer {
+ public:
+  void u1(uint8_t v) { data_.push_back(v); }
+  void u2(uint16_t v) { u1(uint8_t(v >> 8)); u1(uint8_t(v)); }
+  void u4(uint32_t v) { u2(uint16_t(v >> 16)); u2(uint16_t(v)); }
+  void i2(int16_t v) { u2(uint16_t(v)); }
+  void id(uint32_t v) { u4(v); }
+  void f4(float v);
+  void vx(uint32_t v);
+  void s0(const std::string& s);
+  void raw(const std::vector<uint8_t>& b) { data_.insert(data_.end(), b.begin(), b.end()); }
+  // Opens a chunk with a four-byte (top level) or two-byte (sub-chunk) length.
+  void begin(uint32_t chunk, bool longLength);
+  void end();
+  std::vector<uint8_t>& data() { return data_; }
+
+ private:
+  struct Open { size_t lengthAt; bool longLength; };
+  std::vector<uint8_t> data_;
+  std::vector<Open> open_;
+};
+
+}  // namespace host::lwo

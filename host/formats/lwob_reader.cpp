@@ -1,0 +1,258 @@
+#include "host/formats/lwob_reader.h"
+
+#include <cmath>
+
+namespace host::lwo {
+namespace {
+
+// The old texture headers name their channel by the chunk and their kind by a string.
+uint32_t textureChannel(uint32_t id) {
+  switch (id) {
+    case chunkId("CTEX"): return chunkId("COLR");
+    case chunkId("DTEX"): return chunkId("DIFF");
+    case chunkId("STEX"): return chunkId("SPEC");
+    case chunkId("RTEX"): return chunkId("REFL");
+    case chunkId("TTEX"): return chunkId("TRAN");
+    case chunkId("LTEX"): return chunkId("LUMI");
+    case chunkId("BTEX"): return chunkId("BUMP");
+    default: return 0;
+  }
+}
+
+void setKind(TextureLayer& t, const std::string& kind) {
+  struct Map { const char* name; Projection projection; };
+  static const Map maps[] = {
+      {"Planar Image Map", Projection::Planar},           {"Cylindrical Image Map", Projection::Cylindrical},
+      {"Spherical Image Map", Projection::Spherical},     {"Cubic Image Map", Projection::Cubic},
+      {"Front Projection Image Map", Projection::Front},
+  };
+  for (const Map& m : maps)
+    if (kind == m.name) {
+      t.type = TextureType::ImageMap;
+      t.projection = m.projection;
+      return;
+    }
+  t.type = TextureType::Procedural;
+  t.procedure = kind;
+}
+
+class LwobSurfaceReader {
+ public:
+  LwobSurfaceReader(ObjectModel& out) : out_(out) {}
+
+  void read(Cursor& c) {
+    Surface s;
+    s.name = c.s0();
+    // Old files give levels as integers out of 256, and the V-forms as exact floats that
+    // win when present, whichever comes first.
+    bool exact[5] = {false, false, false, false, false};
+    SurfaceChannel* levels[5] = {&s.luminosity, &s.diffuse, &s.specularity, &s.reflectivity, &s.transparency};
+    s.glossiness.value = 0.4;
+    Sub sub;
+    while (nextSub(c, false, sub)) {
+      Cursor& b = sub.body;
+      int level = levelIndex(sub.id);
+      if (level >= 0) {
+        if (!exact[level]) levels[level]->value = b.u2() / 256.0;
+        continue;
+      }
+      level = exactIndex(sub.id);
+      if (level >= 0) {
+        levels[level]->value = b.f4();
+        exact[level] = true;
+        continue;
+      }
+      if (uint32_t channel = textureChannel(sub.id)) {
+        finishTexture(s);
+        texture_ = TextureLayer();
+        texture_.channel = channel;
+        setKind(texture_, b.s0Lenient());
+        inTexture_ = true;
+        continue;
+      }
+      switch (sub.id) {
+        case chunkId("COLR"):
+          for (int a = 0; a < 3; ++a) s.color.value[a] = b.u1() / 255.0;
+          break;
+        case chunkId("FLAG"): {
+          uint16_t f = b.u2();
+          if (f & 4) { /* smoothing comes with SMAN */ }
+          s.colorHighlights.value = (f & 8) ? 1.0 : 0.0;
+          s.colorFilter.value = (f & 16) ? 1.0 : 0.0;
+          s.sidedness = (f & 256) ? SideDouble : SideFront;
+          s.additiveTransparency.value = (f & 512) ? 1.0 : 0.0;
+          if (f & 1) s.luminosity.value = std::max(s.luminosity.value, 1.0);
+          break;
+        }
+        case chunkId("GLOS"): {
+          // A specular exponent (16, 64, 256, 1024 for low to maximum) becomes a fraction.
+          uint16_t g = b.u2();
+          s.glossiness.value = g > 0 ? std::log2(double(g)) / 10.0 : 0.0;
+          break;
+        }
+        case chunkId("RFLT"): s.reflectionOptions = b.u2(); break;
+        case chunkId("RIMG"): s.reflectionImage = clipFor(b.s0Lenient()); break;
+        case chunkId("RSAN"): s.reflectionSeamAngle.value = b.f4() * M_PI / 180.0; break;
+        case chunkId("RIND"): s.ior.value = b.f4(); break;
+        case chunkId("SMAN"): s.smoothingAngle = b.f4(); break;
+        case chunkId("ALPH"):
+          s.alphaOptions = b.u2();
+          if (b.left() >= 2) s.alphaValue = b.u2() / 255.0;
+          break;
+        // Texture parameters belong to the most recent texture header.
+        case chunkId("TFLG"):
+          if (inTexture_) {
+            uint16_t f = b.u2();
+            texture_.axis = (f & 1) ? 0 : (f & 2) ? 1 : 2;
+            texture_.mapping.coordinateSystem = (f & 8) ? 1 : 0;
+            texture_.negative = (f & 16) != 0;
+            texture_.pixelBlending = (f & 32) != 0;
+            texture_.antialiasFlags = (f & 64) ? 1 : 0;
+          }
+          break;
+        case chunkId("TSIZ"): if (inTexture_) readVec(b, texture_.mapping.size.value); break;
+        case chunkId("TCTR"): if (inTexture_) readVec(b, texture_.mapping.center.value); break;
+        case chunkId("TFAL"): if (inTexture_) readVec(b, texture_.mapping.falloff.value); break;
+        case chunkId("TIMG"): if (inTexture_) texture_.clip = clipFor(b.s0Lenient()); break;
+        case chunkId("TWRP"):
+          if (inTexture_) {
+            uint16_t w = b.u2(), h = b.u2();
+            texture_.wrapWidth = w <= 3 ? WrapMode(w) : WrapMode::Repeat;
+            texture_.wrapHeight = h <= 3 ? WrapMode(h) : WrapMode::Repeat;
+          }
+          break;
+        case chunkId("TAMP"): if (inTexture_) texture_.amplitude = b.f4(); break;
+        case chunkId("TAAS"): if (inTexture_) texture_.antialiasStrength = b.f4(); break;
+        case chunkId("TOPC"): if (inTexture_) texture_.opacity = b.f4(); break;
+        case chunkId("TVAL"): if (inTexture_) texture_.procedureValue[0] = b.u2() / 256.0; break;
+        case chunkId("TCLR"):
+          if (inTexture_) for (int a = 0; a < 3; ++a) texture_.procedureValue[a] = b.u1() / 255.0;
+          break;
+        case chunkId("TFP0"): case chunkId("TFP1"): case chunkId("TFP2"): case chunkId("TFP3"):
+          if (inTexture_) texture_.procedureParameters.push_back(b.f4());
+          break;
+        default: break;
+      }
+    }
+    finishTexture(s);
+    out_.surfaces.push_back(std::move(s));
+  }
+
+ private:
+  static int levelIndex(uint32_t id) {
+    switch (id) {
+      case chunkId("LUMI"): return 0;
+      case chunkId("DIFF"): return 1;
+      case chunkId("SPEC"): return 2;
+      case chunkId("REFL"): return 3;
+      case chunkId("TRAN"): return 4;
+      default: return -1;
+    }
+  }
+  static int exactIndex(uint32_t id) {
+    switch (id) {
+      case chunkId("VLUM"): return 0;
+      case chunkId("VDIF"): return 1;
+      case chunkId("VSPC"): return 2;
+      case chunkId("VRFL"): return 3;
+      case chunkId("VTRN"): return 4;
+      default: return -1;
+    }
+  }
+  static void readVec(Cursor& b, std::array<double, 3>& v) {
+    for (int a = 0; a < 3; ++a) v[a] = b.f4();
+  }
+
+  void finishTexture(Surface& s) {
+    if (!inTexture_) return;
+    inTexture_ = false;
+    TextureLayer& t = texture_;
+    std::vector<TextureLayer>* stack = nullptr;
+    switch (t.channel) {
+      case chunkId("COLR"): stack = &s.color.layers; break;
+      case chunkId("DIFF"): stack = &s.diffuse.layers; break;
+      case chunkId("SPEC"): stack = &s.specularity.layers; break;
+      case chunkId("REFL"): stack = &s.reflectivity.layers; break;
+      case chunkId("TRAN"): stack = &s.transparency.layers; break;
+      case chunkId("LUMI"): stack = &s.luminosity.layers; break;
+      case chunkId("BUMP"): stack = &s.bump.layers; break;
+      default: stack = &s.otherLayers; break;
+    }
+    stack->push_back(std::move(t));
+  }
+
+  // Old files name images directly; they become clips so that all formats look alike.
+  uint32_t clipFor(const std::string& path) {
+    if (path.empty() || path == "(none)") return 0;
+    for (const Clip& c : out_.clips)
+      if (c.path == path) return c.index;
+    Clip c;
+    c.index = uint32_t(out_.clips.size() + 1);
+    c.kind = ClipKind::Still;
+    c.path = path;
+    out_.clips.push_back(c);
+    return c.index;
+  }
+
+  ObjectModel& out_;
+  TextureLayer texture_;
+  bool inTexture_ = false;
+};
+
+void readPolygons(Cursor& c, Layer& layer) {
+  // Detail polygons follow their parent with a count; they are read as ordinary polygons.
+  while (c.left() >= 2) {
+    uint16_t count = c.u2();
+    Polygon p;
+    p.vertices.resize(count);
+    for (uint16_t i = 0; i < count; ++i) {
+      uint16_t v = c.u2();
+      if (v >= layer.points.size()) c.fail("point index " + std::to_string(v) + " out of range");
+      p.vertices[i] = v;
+    }
+    int16_t surface = c.i2();
+    if (surface < 0) {
+      surface = int16_t(-surface);
+      c.u2();  // number of detail polygons
+    }
+    // Surfaces count from 1 in SRFS order, which is the TAGS order here.
+    p.surface = surface > 0 ? surface - 1 : -1;
+    layer.polygons.push_back(std::move(p));
+  }
+  if (!c.atEnd()) c.fail("stray byte after the polygons");
+}
+
+}  // namespace
+
+void readLwob(Cursor& form, ObjectModel& out) {
+  out.layers.emplace_back();
+  Layer& layer = out.layers.back();
+  LwobSurfaceReader surfaces(out);
+  Sub sub;
+  while (nextSub(form, true, sub)) {
+    Cursor& c = sub.body;
+    switch (sub.id) {
+      case chunkId("SRFS"):
+        while (!c.atEnd()) out.tags.push_back(c.s0Lenient());
+        break;
+      case chunkId("PNTS"):
+        if (c.left() % 12 != 0) c.fail("point data is not a multiple of 12 bytes");
+        layer.points.reserve(layer.points.size() + c.left() / 12);
+        while (!c.atEnd()) {
+          Point3f p;
+          for (int a = 0; a < 3; ++a) p[a] = c.f4();
+          layer.points.push_back(p);
+        }
+        break;
+      case chunkId("POLS"): readPolygons(c, layer); break;
+      case chunkId("SURF"): surfaces.read(c); break;
+      default: break;
+    }
+  }
+  for (const Polygon& p : layer.polygons)
+    if (p.surface >= 0 && size_t(p.surface) >= out.tags.size())
+      throw FormatError("polygon surface " + std::to_string(p.surface + 1) + " not in SRFS",
+                        form.chunk() + "/POLS", form.pos());
+}
+
+}  // namespace host::lwo
