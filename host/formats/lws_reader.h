@@ -1,0 +1,39 @@
+#pragma once
+// Reader of LightWave scene files (LWSC, versions 1 to 5): items with their motions, parents
+// and pivots, object files loaded once each, lights, cameras, backdrop, fog, render settings,
+// and server instances kept as text. Lines it doesn't know are skipped. A damaged file gives
+// false and one message naming the file and the line.
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "host/scene/object.h"
+#include "host/scene/scene.h"
+
+namespace host {
+
+struct LwsReadOptions {
+  // Layout's content folder: object paths are tried relative to it. Empty for none.
+  std::string contentDir;
+  // Reads one object file; readObjectFile when empty.
+  std::function<bool(const std::string& path, ObjectModel& out, std::string& error)> loadObject;
+  // False leaves every object's model empty (the paths are still resolved when found).
+  bool loadObjects = true;
+};
+
+// Objects that can't be found or read don't fail the scene: the item stays, without geometry,
+// and a message for each goes to `warnings` if given.
+bool readSceneFile(const std::string& path, Scene& out, std::string& error,
+                   const LwsReadOptions& options = {}, std::vector<std::string>* warnings = nullptr);
+
+// The same from text; `path` names the scene in messages and is the folder objects are looked
+// for in.
+bool readSceneText(const std::string& text, const std::string& path, Scene& out, std::string& error,
+                   const LwsReadOptions& options = {}, std::vector<std::string>* warnings = nullptr);
+
+// Where an object path of a scene is found: as written, in the content folder, beside the scene
+// and, by its file name alone, beside the scene. Empty if nowhere.
+std::string resolveScenePath(const std::string& written, const std::string& scenePath,
+                             const std::string& contentDir);
+
+}  // namespace host
