@@ -320,7 +320,7 @@ class LwsParser {
     if (!toInt(line, channels) || channels < 1 || channels > 64)
       fail(index, "the channel count \"" + line + "\" is not a number");
     if (!motion && channels != expected) fail(index, "expected one channel, found " + std::to_string(channels));
-    std::vector<Envelope> out(size_t(channels));
+    std::vector<Envelope> out(static_cast<size_t>(channels));
 
     if (version_ < 2) {
       line = nextLine(index, ownerLine, "a motion");
@@ -328,7 +328,7 @@ class LwsParser {
       if (!toInt(line, keys) || keys < 0) fail(index, "the key count \"" + line + "\" is not a number");
       for (long k = 0; k < keys; ++k) {
         const std::vector<std::string> values = words(nextLine(index, ownerLine, "a motion"));
-        std::vector<double> v(size_t(channels));
+        std::vector<double> v(static_cast<size_t>(channels));
         for (long c = 0; c < channels; ++c) {
           if (size_t(c) >= values.size() || !toNumber(values[c], v[c]))
             fail(index, "a key needs " + std::to_string(channels) + " numbers");
