@@ -85,12 +85,8 @@ TEST(TrackedAllocator, CountsStayExactAcrossThreads) {
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([t] {
       std::vector<void*> held;
-      for (int i = 0; i < 2000; ++i) {
-        held.push_back(memAlloc(static_cast<size_t>(i % 64 + t)));
-        if (i % 3 == 0) {
-          held.back() = memRealloc(held.back(), 200);
-        }
-      }
+      for (int i = 0; i < 2000; ++i)
+        held.push_back(memRealloc(memAlloc(static_cast<size_t>(i % 64 + t)), i % 3 ? 50 : 200));
       for (void* p : held) memFree(p);
     });
   for (auto& t : threads) t.join();
