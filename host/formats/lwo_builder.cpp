@@ -115,11 +115,11 @@ uint32_t ObjectBuilder::addSphere(const Point3f& c, float radius, int sides, int
   }
   auto ring = [&](int r, int s) { return base + 2 + uint32_t((r - 1) * sides + (s % sides)); };
   uint32_t first = uint32_t(layer().polygons.size());
-  for (int s = 0; s < sides; ++s) addPolygon({base, ring(1, s), ring(1, s + 1)}, surfaceName);
+  for (int s = 0; s < sides; ++s) addPolygon({base, ring(1, s + 1), ring(1, s)}, surfaceName);
   for (int r = 1; r + 1 < segments; ++r)
     for (int s = 0; s < sides; ++s)
-      addPolygon({ring(r, s), ring(r + 1, s), ring(r + 1, s + 1), ring(r, s + 1)}, surfaceName);
-  for (int s = 0; s < sides; ++s) addPolygon({base + 1, ring(segments - 1, s + 1), ring(segments - 1, s)}, surfaceName);
+      addPolygon({ring(r, s), ring(r, s + 1), ring(r + 1, s + 1), ring(r + 1, s)}, surfaceName);
+  for (int s = 0; s < sides; ++s) addPolygon({base + 1, ring(segments - 1, s), ring(segments - 1, s + 1)}, surfaceName);
   return first;
 }
 

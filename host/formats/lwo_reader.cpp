@@ -122,6 +122,7 @@ class ObjectReader {
       p.type = type;
       p.flags = uint16_t(word >> 10);
       size_t count = word & 0x03FF;
+      c.need(count * 2);  // before sizing, so a bad count can't claim memory
       p.vertices.resize(count);
       for (size_t i = 0; i < count; ++i) p.vertices[i] = pointIndex(c, l);
       l.polygons.push_back(std::move(p));

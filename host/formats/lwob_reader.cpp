@@ -203,6 +203,7 @@ void readPolygons(Cursor& c, Layer& layer) {
   // Detail polygons follow their parent with a count; they are read as ordinary polygons.
   while (c.left() >= 2) {
     uint16_t count = c.u2();
+    c.need(size_t(count) * 2 + 2);  // before sizing, so a bad count can't claim memory
     Polygon p;
     p.vertices.resize(count);
     for (uint16_t i = 0; i < count; ++i) {

@@ -333,11 +333,10 @@ class LwsParser {
           if (size_t(c) >= values.size() || !toNumber(values[c], v[c]))
             fail(index, "a key needs " + std::to_string(channels) + " numbers");
         }
-        const size_t paramLine = index;
         const std::vector<std::string> p = words(nextLine(index, ownerLine, "a motion"));
         double q[5];
         for (int i = 0; i < 5; ++i)
-          if (size_t(i) >= p.size() || !toNumber(p[i], q[i])) fail(paramLine + 1, "a key's frame line needs 5 numbers");
+          if (size_t(i) >= p.size() || !toNumber(p[i], q[i])) fail(index, "a key's frame line needs 5 numbers");
         for (long c = 0; c < channels; ++c) {
           EnvelopeKey key;
           key.value = v[c];
