@@ -1,0 +1,3 @@
+#include "frame/frame_hooks.h"
+
+FrameHooks frameHooks{};

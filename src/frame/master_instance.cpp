@@ -1,0 +1,3 @@
+#include "frame/master_instance.h"
+
+MasterInstance* masterInstance = nullptr;
