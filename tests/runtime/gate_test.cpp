@@ -57,12 +57,12 @@ TEST(SimpleLock, Reentrant) {
 // poll, not before; the poll returns only after the client leaves, with the interrupt set.
 TEST(EngineGate, ClientGetsInAtNextPoll) {
   EngineGate* gate = gateCreate();
-  std::atomic<bool> working{false}, asking{false}, entered{false}, polling{false}, left{false};
+  std::atomic<bool> working{false}, entered{false}, polling{false}, left{false};
   std::thread worker([&] {
     gateWorkerEnter(gate);
     working = true;
-    waitFor(asking);
-    std::this_thread::sleep_for(50ms);  // the unit of work
+    while (gate->waiters.load() < 1) std::this_thread::yield();  // the client is asking
+    std::this_thread::sleep_for(20ms);  // the rest of the unit: time for a wrong entry
     EXPECT_FALSE(entered.load());
     polling = true;
     EXPECT_EQ(gateWorkerPoll(gate), 1);
@@ -71,7 +71,6 @@ TEST(EngineGate, ClientGetsInAtNextPoll) {
     gateWorkerLeave(gate);
   });
   waitFor(working);
-  asking = true;
   gateSetInterrupt(gate, 1);
   gateClientEnter(gate);
   entered = true;
