@@ -379,9 +379,10 @@ class LwsParser {
       const long count = integer(w, 1, index);
       if (count < 0 || count > 64) fail(index, "bad channel count " + std::to_string(count));
       channels.resize(size_t(count));
+      // Channels left out keep their defaults.
       for (long c = 0; c < count; ++c) {
+        if (words(peekLine() + " x")[0] != "Channel") break;
         const std::vector<std::string> cw = words(nextLine(index, line, "a motion"));
-        if (cw[0] != "Channel") fail(index, "expected \"Channel\", found \"" + cw[0] + "\"");
         const long n = integer(cw, 1, index);
         if (n < 0 || n >= count) fail(index, "channel " + std::to_string(n) + " is out of range");
         channels[size_t(n)] = readEnvelopeBlock(index);

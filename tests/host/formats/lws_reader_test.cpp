@@ -1,0 +1,452 @@
+// The scene reader on scenes written here: every kind of item and setting it keeps, object
+// files found and shared, server blocks kept as text, and damaged files failing cleanly.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
+#include "host/formats/lws_reader.h"
+#include "host/scene/transform.h"
+
+namespace host {
+namespace {
+
+namespace fs = std::filesystem;
+
+const char* const kScene = R"(LWSC
+5
+
+FirstFrame 5
+LastFrame 90
+FrameStep 2
+FramesPerSecond 24
+CurrentFrame 7
+
+LoadObjectLayer 2 10000000 Objects/crate.lwo
+ShowObject 7 -1 0.376471 0.878431 0.941176
+ObjectMotion
+NumChannels 9
+Channel 0
+{ Envelope
+  2
+  Key 0 0 0 0 0 0 0 0 0
+  Key 4 1 3 0 0 0 0 0 0
+  Behaviors 1 1
+}
+Channel 6
+{ Envelope
+  1
+  Key 2 0 0 0 0 0 0 0 0
+  Behaviors 1 1
+}
+PivotPosition 0 1 0
+PivotRotation 0.5 0 0
+ShadowOptions 5
+ObjectDissolve (envelope)
+{ Envelope
+  2
+  Key 0 0 0 0 0 0 0 0 0
+  Key 1 2 3 0 0 0 0 0 0
+  Behaviors 1 1
+}
+UnseenByRays 1
+MatteObject 1
+MatteColor 0.25 0.5 0.75
+PolygonSize 0.5
+SubdivisionOrder 5
+ExcludeLight 20000001
+ExcludeLight 21000000
+Plugin DisplacementHandler 1 Wobble
+  Amplitude 0.5
+EndPlugin
+APSDisplay
+{ APS
+  Version 1
+  { VParm
+    { ObjectLevel
+      0
+    }
+  }
+}
+
+AddNullObject 10000001 Pivot Null
+ParentItem 30000000
+
+LoadObjectLayer 1 10000002 Objects\crate.lwo
+ParentItem 10000001
+
+AddLight 20000000
+LightName Key Light
+LightMotion
+NumChannels 9
+Channel 1
+{ Envelope
+  1
+  Key 3 0 0 0 0 0 0 0 0
+  Behaviors 1 1
+}
+LightColor 1 0.5 0.25
+LightIntensity (envelope)
+{ Envelope
+  2
+  Key 0.5 0 0 0 0 0 0 0 0
+  Key 1.5 1 3 0 0 0 0 0 0
+  Behaviors 1 1
+}
+LightType 2
+LightFalloffType 1
+LightRange 12.5
+LightConeAngle 40
+LightEdgeAngle 10
+ShadowType 1
+ShadowColor 0.1 0.2 0.3
+AffectSpecular 0
+Plugin LightHandler 1 SpotLight
+EndPlugin
+
+AddLight 20000001
+LightName Fill
+LightType 4
+LightQuality 4
+ShadowType 0
+
+AddCamera 30000000
+CameraName Main Camera
+ZoomFactor 2.5
+FrameSize 800 600
+ResolutionMultiplier 0.5
+PixelAspect 1.2
+DepthOfField 1
+FocalDistance 7
+LensFStop 2.8
+MotionBlur 1
+BlurLength 0.75
+LimitedRegion 1
+RegionLimits 10 20 300 200
+
+SolidBackdrop 0
+BackdropColor 0.1 0.1 0.1
+ZenithColor 0 0 0.5
+SkyColor 0.2 0.4 0.8
+GroundColor 0.3 0.2 0.1
+NadirColor 0.1 0.05 0
+SkySqueezeAmount 3.5
+GroundSqueezeAmount 1.5
+FogType 2
+FogMinDistance 1
+FogMaxDistance 20
+FogMinAmount 0.1
+FogMaxAmount 0.9
+FogColor 0.6 0.6 0.7
+BackdropFog 1
+BGImage images/plate.png
+
+AmbientColor 0.5 0.5 1
+AmbientIntensity 0.2
+RenderMode 2
+RayTraceEffects 5
+RayRecursionLimit 8
+EnableRadiosity 1
+RadiosityType 2
+SomeFutureSetting 1 2 3
+Plugin MasterHandler 1 Ombrel
+BEGIN SETTINGS
+  LEVEL 3
+END SETTINGS
+EndPlugin
+CurrentCamera 0
+)";
+
+class TempFolder {
+ public:
+  TempFolder() {
+    path_ = fs::temp_directory_path() / ("lws_reader_test_" + std::to_string(::getpid()) + "_" +
+                                         std::to_string(counter_++));
+    fs::create_directories(path_);
+  }
+  ~TempFolder() {
+    std::error_code ec;
+    fs::remove_all(path_, ec);
+  }
+  const fs::path& path() const { return path_; }
+  fs::path write(const std::string& name, const std::string& text) const {
+    const fs::path p = path_ / name;
+    fs::create_directories(p.parent_path());
+    std::ofstream(p, std::ios::binary) << text;
+    return p;
+  }
+
+ private:
+  static inline int counter_ = 0;
+  fs::path path_;
+};
+
+// Stands in for the object reader: one layer, and a count of the files it was asked for.
+struct FakeObjects {
+  std::vector<std::string> loaded;
+  LwsReadOptions options() {
+    LwsReadOptions o;
+    o.loadObject = [this](const std::string& path, ObjectModel& out, std::string&) {
+      loaded.push_back(path);
+      out.fileName = path;
+      out.layers.resize(2);
+      out.layers[0].number = 0;
+      out.layers[1].number = 1;
+      out.layers[1].name = "lid";
+      return true;
+    };
+    return o;
+  }
+};
+
+TEST(LwsReader, ReadsItemsSettingsAndServerBlocks) {
+  TempFolder dir;
+  const fs::path scenePath = dir.write("shot.lws", kScene);
+  dir.write("Objects/crate.lwo", "x");
+  FakeObjects objects;
+  Scene scene;
+  std::string error;
+  std::vector<std::string> warnings;
+  ASSERT_TRUE(readSceneFile(scenePath.string(), scene, error, objects.options(), &warnings)) << error;
+  EXPECT_TRUE(warnings.empty()) << warnings.front();
+
+  EXPECT_EQ(scene.version, 5);
+  EXPECT_EQ(scene.firstFrame, 5);
+  EXPECT_EQ(scene.lastFrame, 90);
+  EXPECT_EQ(scene.frameStep, 2);
+  EXPECT_EQ(scene.framesPerSecond, 24.0);
+  ASSERT_EQ(scene.items.size(), 6u);
+
+  // Objects: both crates found beside the scene and read once; the layer's name joins the
+  // item's.
+  const Item& crate = scene.items[0];
+  EXPECT_EQ(crate.type, ItemType::Object);
+  EXPECT_EQ(crate.id, 0x10000000u);
+  EXPECT_EQ(crate.name, "crate:lid");
+  EXPECT_EQ(crate.object.layer, 2);
+  ASSERT_NE(crate.object.model, nullptr);
+  EXPECT_EQ(objects.loaded.size(), 1u);
+  EXPECT_EQ(scene.items[2].object.model, crate.object.model);
+  EXPECT_EQ(crate.object.shadowOptions, 5u);
+  EXPECT_EQ(crate.object.flags, ObjectUnseenByRays | ObjectMatte);
+  EXPECT_DOUBLE_EQ(crate.object.dissolve.at(1.0), 0.5);
+  EXPECT_EQ(crate.object.matteColor.at(0), (Vec3{0.25, 0.5, 0.75}));
+  EXPECT_DOUBLE_EQ(crate.object.polygonSize.at(0), 0.5);
+  EXPECT_EQ(crate.object.subdivisionOrder, 5);
+  EXPECT_TRUE(crate.object.excludes(0x20000001u));
+  EXPECT_TRUE(crate.object.excludes(kRadiosityItemId));
+  EXPECT_FALSE(crate.object.excludes(0x20000000u));
+  EXPECT_EQ(crate.pivotPosition, (Vec3{0, 1, 0}));
+  EXPECT_EQ(crate.pivotRotation, (Vec3{0.5, 0, 0}));
+  // Motion: channel 0 animated linearly, channel 6 set, the rest at their defaults.
+  EXPECT_DOUBLE_EQ(itemParam(scene, 0, ItemParam::Position, 0.25)[0], 1.0);
+  EXPECT_EQ(itemParam(scene, 0, ItemParam::Scaling, 0), (Vec3{2, 1, 1}));
+  ASSERT_EQ(crate.plugins.size(), 1u);
+  EXPECT_EQ(crate.plugins[0].serverClass, "DisplacementHandler");
+  EXPECT_EQ(crate.plugins[0].name, "Wobble");
+  EXPECT_EQ(crate.plugins[0].text(), "  Amplitude 0.5\n");
+
+  // Parents: the null hangs from the camera that comes later in the file, the second crate
+  // from the null.
+  const Item& null = scene.items[1];
+  EXPECT_TRUE(null.object.isNull);
+  EXPECT_EQ(null.name, "Pivot Null");
+  EXPECT_EQ(null.parent, 5);
+  EXPECT_EQ(scene.items[2].parent, 1);
+
+  const Item& key = scene.items[3];
+  EXPECT_EQ(key.type, ItemType::Light);
+  EXPECT_EQ(key.name, "Key Light");
+  EXPECT_EQ(key.light.kind, LightKind::Spot);
+  EXPECT_EQ(key.light.color.at(0), (Vec3{1, 0.5, 0.25}));
+  EXPECT_DOUBLE_EQ(key.light.intensity.at(0.5), 1.0);
+  EXPECT_EQ(key.light.falloff, LightFalloff::Linear);
+  EXPECT_DOUBLE_EQ(key.light.range.at(0), 12.5);
+  EXPECT_NEAR(key.light.coneAngle.at(0), 40 * M_PI / 180, 1e-12);
+  EXPECT_NEAR(key.light.edgeAngle.at(0), 10 * M_PI / 180, 1e-12);
+  EXPECT_EQ(key.light.shadowColor.at(0), (Vec3{0.1, 0.2, 0.3}));
+  EXPECT_EQ(key.light.flags(), LightLimitedRange | LightNoSpecular);
+  EXPECT_DOUBLE_EQ(itemParam(scene, 3, ItemParam::WorldPosition, 0)[1], 3.0);
+  ASSERT_EQ(key.plugins.size(), 1u);
+  EXPECT_EQ(key.plugins[0].name, "SpotLight");
+  EXPECT_EQ(scene.items[4].light.kind, LightKind::Area);
+  EXPECT_EQ(scene.items[4].light.quality, 4);
+  EXPECT_EQ(scene.items[4].light.shadowType, 0);
+
+  const CameraSettings& cam = scene.items[5].camera;
+  EXPECT_EQ(scene.items[5].name, "Main Camera");
+  EXPECT_DOUBLE_EQ(cam.zoomFactor.at(0), 2.5);
+  EXPECT_EQ(cam.width, 400);
+  EXPECT_EQ(cam.height, 300);
+  EXPECT_DOUBLE_EQ(cam.pixelAspect, 1.2);
+  EXPECT_TRUE(cam.depthOfField);
+  EXPECT_DOUBLE_EQ(cam.focalDistance.at(0), 7.0);
+  EXPECT_DOUBLE_EQ(cam.fStop.at(0), 2.8);
+  EXPECT_EQ(cam.motionBlur, 1);
+  EXPECT_DOUBLE_EQ(cam.blurLength.at(0), 0.75);
+  EXPECT_EQ(cam.limitedRegion, 1);
+  EXPECT_EQ(cam.regionX0, 10);
+  EXPECT_EQ(cam.regionY1, 200);
+  EXPECT_EQ(scene.renderCamera(), 5);
+
+  EXPECT_TRUE(scene.backdrop.gradient);
+  EXPECT_EQ(scene.backdrop.zenith.at(0), (Vec3{0, 0, 0.5}));
+  EXPECT_EQ(scene.backdrop.nadir.at(0), (Vec3{0.1, 0.05, 0}));
+  EXPECT_DOUBLE_EQ(scene.backdrop.skySqueeze.at(0), 3.5);
+  EXPECT_DOUBLE_EQ(scene.backdrop.groundSqueeze.at(0), 1.5);
+  EXPECT_EQ(scene.fog.type, 2);
+  EXPECT_DOUBLE_EQ(scene.fog.maxDistance.at(0), 20.0);
+  EXPECT_DOUBLE_EQ(scene.fog.minAmount.at(0), 0.1);
+  EXPECT_EQ(scene.fog.flags(), FogBackground);
+  EXPECT_EQ(scene.compositing.background, "images/plate.png");
+  EXPECT_EQ(scene.ambientColor.at(0), (Vec3{0.5, 0.5, 1}));
+  EXPECT_DOUBLE_EQ(scene.ambientIntensity.at(0), 0.2);
+  EXPECT_EQ(scene.render.recursionLimit, 8);
+  EXPECT_EQ(scene.renderOptions(), RenderShadowTrace | RenderRefractTrace | RenderRadiosity | RenderMotionBlur |
+                                       RenderDepthOfField | RenderLimitedRegion);
+
+  // The scene's own block keeps its text exactly, for the server's load.
+  ASSERT_EQ(scene.plugins.size(), 1u);
+  EXPECT_EQ(scene.plugins[0].serverClass, "MasterHandler");
+  EXPECT_EQ(scene.plugins[0].text(), "BEGIN SETTINGS\n  LEVEL 3\nEND SETTINGS\n");
+  EXPECT_EQ(findPlugin(scene.plugins, "MasterHandler", "Ombrel"), &scene.plugins[0]);
+}
+
+TEST(LwsReader, FindsObjectsAndWarnsOfMissingOnes) {
+  TempFolder dir;
+  dir.write("content/Objects/a.lwo", "x");
+  dir.write("scenes/b.lwo", "x");
+  const std::string scene = (dir.path() / "scenes/s.lws").string();
+  const std::string content = (dir.path() / "content").string();
+  // Relative to the content folder, beside the scene, and by file name alone.
+  EXPECT_EQ(resolveScenePath("Objects/a.lwo", scene, content), (dir.path() / "content/Objects/a.lwo").string());
+  EXPECT_EQ(resolveScenePath("Objects\\b.lwo", scene, content), (dir.path() / "scenes/b.lwo").string());
+  EXPECT_EQ(resolveScenePath("C:\\Work\\b.lwo", scene, ""), (dir.path() / "scenes/b.lwo").string());
+  EXPECT_EQ(resolveScenePath("missing.lwo", scene, content), "");
+
+  FakeObjects objects;
+  Scene out;
+  std::string error;
+  std::vector<std::string> warnings;
+  ASSERT_TRUE(readSceneText("LWSC\n3\n\nLoadObjectLayer 1 nowhere.lwo\n", scene, out, error, objects.options(),
+                            &warnings))
+      << error;
+  ASSERT_EQ(out.items.size(), 1u);
+  EXPECT_EQ(out.items[0].object.model, nullptr);
+  ASSERT_EQ(warnings.size(), 1u);
+  EXPECT_NE(warnings[0].find("s.lws:4"), std::string::npos) << warnings[0];
+  EXPECT_NE(warnings[0].find("nowhere.lwo"), std::string::npos) << warnings[0];
+}
+
+TEST(LwsReader, OldFormatsConvertUnits) {
+  // Version 2: channel lists, degrees, colours out of 255.
+  const char* text = R"(LWSC
+2
+
+FramesPerSecond 25
+AddNullObject Spinner
+ObjectMotion (unnamed)
+  9
+  2
+  0 0 2 0 0 0
+  10 2 1 0 0 0
+  1
+  0 0 2 0 0 0
+  1
+  0 0 2 0 0 0
+  1
+  90 0 2 0 0 0
+  1
+  0 0 2 0 0 0
+  1
+  0 0 2 0 0 0
+  1
+  1 0 2 0 0 0
+  1
+  1 0 2 0 0 0
+  1
+  1 0 2 0 0 0
+Pre/PostBehavior 1 2 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1
+AmbientColor 255 0 51
+AddLight
+LightColor 255 255 0
+LgtIntensity 0.8
+)";
+  Scene scene;
+  std::string error;
+  ASSERT_TRUE(readSceneText(text, "old.lws", scene, error)) << error;
+  ASSERT_EQ(scene.items.size(), 2u);
+  const Item& spinner = scene.items[0];
+  EXPECT_DOUBLE_EQ(spinner.motion[PositionX].at(1.0), 5.0);  // linear key
+  EXPECT_DOUBLE_EQ(spinner.motion[PositionX].at(3.0), 5.0);  // repeats after 2 s
+  EXPECT_NEAR(spinner.motion[Heading].at(0), M_PI / 2, 1e-12);
+  EXPECT_NEAR(scene.ambientColor.at(0)[2], 0.2, 1e-12);
+  EXPECT_EQ(scene.items[1].light.color.at(0), (Vec3{1, 1, 0}));
+  EXPECT_DOUBLE_EQ(scene.items[1].light.intensity.at(0), 0.8);
+
+  // Version 1: one line of all channels per key, then frame, linear flag, tension,
+  // continuity and bias.
+  const char* v1 = "LWSC\n1\n\nFramesPerSecond 10\nAddNullObject N\nObjectMotion (unnamed)\n  9\n  2\n"
+                   "  0 0 0 0 0 0 1 1 1\n  0 0 0 0 0\n  4 0 0 0 0 0 1 1 1\n  20 1 0 0 0\nEndBehavior 1\n";
+  ASSERT_TRUE(readSceneText(v1, "v1.lws", scene, error)) << error;
+  EXPECT_DOUBLE_EQ(scene.items[0].motion[PositionX].at(1.0), 2.0);  // frame 20 is 2 s
+}
+
+TEST(LwsReader, DamagedScenesFailWithFileAndLine) {
+  struct Case {
+    const char* text;
+    const char* where;  // expected "file:line"
+    const char* what;   // part of the message
+  };
+  const Case cases[] = {
+      {"LWSB\n5\n", "bad.lws:1", "LWSC"},
+      {"LWSC\nfive\n", "bad.lws:2", "version"},
+      {"LWSC\n5\nAddLight\nLightColor 1 1\n", "bad.lws:4", "LightColor"},
+      {"LWSC\n5\nAddLight\nLightType 9\n", "bad.lws:4", "light type"},
+      {"LWSC\n5\nAddNullObject N\nObjectMotion\nNumChannels 9\nChannel 0\n{ Envelope\n  2\n  Key 1 0 0 0 0 0 0 0 0\n",
+       "bad.lws:7", "ends inside"},
+      {"LWSC\n5\nAddNullObject N\nObjectMotion\nNumChannels 1\nChannel 0\n{ Envelope\n  2\n  Key 1 0 0 0 0 0 0 0 0\n}\n",
+       "bad.lws:7", "2 keys"},
+      {"LWSC\n5\nAddNullObject N\nObjectMotion\nNumChannels 1\nChannel 0\n{ Envelope\n  1\n  Key 1 x 0\n}\n",
+       "bad.lws:9", "not a number"},
+      {"LWSC\n5\nAddNullObject N\nObjectMotion\nNumChannels 1\nChannel 4\n", "bad.lws:6", "out of range"},
+      {"LWSC\n5\nPlugin MasterHandler 1 Ombrel\nLEVEL 3\n", "bad.lws:3", "EndPlugin"},
+      {"LWSC\n5\nAPSDisplay\n{ APS\n  { VParm\n  }\n", "bad.lws:4", "block"},
+      {"LWSC\n5\nFramesPerSecond 0\n", "bad.lws:3", "FramesPerSecond"},
+      {"LWSC\n2\nAddNullObject N\nObjectMotion (unnamed)\n  9\n  1\n  0 0\n", "bad.lws:7", "6 numbers"},
+  };
+  for (const Case& c : cases) {
+    Scene scene;
+    std::string error;
+    EXPECT_FALSE(readSceneText(c.text, "bad.lws", scene, error)) << c.text;
+    EXPECT_EQ(error.rfind(std::string(c.where) + ":", 0), 0u) << error;
+    EXPECT_NE(error.find(c.what), std::string::npos) << error;
+  }
+}
+
+TEST(LwsReader, EveryTruncationEndsCleanly) {
+  // Cut the full scene after every line and in the middle of lines: each cut either reads or
+  // fails with one message naming the file, and never crashes.
+  const std::string text = kScene;
+  LwsReadOptions options;
+  options.loadObjects = false;
+  size_t failures = 0;
+  for (size_t cut = 0; cut < text.size(); cut += 7) {
+    Scene scene;
+    std::string error;
+    if (!readSceneText(text.substr(0, cut), "cut.lws", scene, error, options)) {
+      ++failures;
+      EXPECT_EQ(error.rfind("cut.lws:", 0), 0u) << error;
+    }
+  }
+  EXPECT_GT(failures, 20u);
+
+  Scene scene;
+  std::string error;
+  EXPECT_FALSE(readSceneFile("/nonexistent/folder/scene.lws", scene, error));
+  EXPECT_NE(error.find("/nonexistent/folder/scene.lws"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace host
