@@ -1,0 +1,282 @@
+// Damaged and unusual files: every fault gives one message naming the file, the chunk and the
+// offset, and the chunk grammar's quieter rules (pad bytes, indices relative to the latest
+// PNTS and POLS) are kept.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "host/formats/lwo2_writer.h"
+#include "host/formats/lwo_builder.h"
+#include "host/formats/lwo_reader.h"
+
+namespace host {
+namespace {
+
+std::vector<uint8_t> boxFile() {
+  ObjectBuilder b("box.lwo");
+  b.addBox({0, 0, 0}, {1, 1, 1}, "Paint", "UV");
+  b.addImageMap("Paint", chunkId("COLR"), b.addClip("a.png"), Projection::UV, "UV");
+  return writeLwo2(b.finish());
+}
+
+size_t find(const std::vector<uint8_t>& d, const char* id, size_t from = 0) {
+  for (size_t i = from; i + 4 <= d.size(); ++i)
+    if (std::memcmp(&d[i], id, 4) == 0) return i;
+  ADD_FAILURE() << "no " << id;
+  return 0;
+}
+
+void put32(std::vector<uint8_t>& d, size_t at, uint32_t v) {
+  for (int i = 0; i < 4; ++i) d[at + i] = uint8_t(v >> (24 - 8 * i));
+}
+void put16(std::vector<uint8_t>& d, size_t at, uint16_t v) {
+  d[at] = uint8_t(v >> 8);
+  d[at + 1] = uint8_t(v);
+}
+
+// Reads a buffer that must fail, and returns the message.
+std::string failure(const std::vector<uint8_t>& d, const std::string& name = "bad.lwo") {
+  ObjectModel m;
+  std::string error;
+  EXPECT_FALSE(readObjectBuffer(d.data(), d.size(), name, m, error));
+  EXPECT_EQ(error.rfind(name + ": ", 0), 0u) << error;
+  EXPECT_TRUE(m.layers.empty());
+  return error;
+}
+
+TEST(LwoReader, NotAnObject) {
+  EXPECT_NE(failure({}).find("offset 0"), std::string::npos);
+  failure({'F', 'O', 'R', 'M', 0, 0});
+  std::vector<uint8_t> riff = {'R', 'I', 'F', 'F', 0, 0, 0, 4, 'W', 'A', 'V', 'E'};
+  EXPECT_NE(failure(riff).find("IFF"), std::string::npos);
+  std::vector<uint8_t> ilbm = {'F', 'O', 'R', 'M', 0, 0, 0, 4, 'I', 'L', 'B', 'M'};
+  EXPECT_NE(failure(ilbm).find("'ILBM'"), std::string::npos);
+  ObjectModel m;
+  std::string error;
+  EXPECT_FALSE(readObjectFile("/nonexistent/thing.lwo", m, error));
+  EXPECT_NE(error.find("/nonexistent/thing.lwo"), std::string::npos);
+}
+
+TEST(LwoReader, LengthsBeyondTheirParentFail) {
+  const std::vector<uint8_t> good = boxFile();
+  {
+    std::vector<uint8_t> d = good;  // a top-level chunk longer than the form
+    size_t at = find(d, "PNTS");
+    put32(d, at + 4, 0x7FFFFFF0u);
+    std::string e = failure(d);
+    EXPECT_NE(e.find("PNTS"), std::string::npos) << e;
+    EXPECT_NE(e.find("offset " + std::to_string(at)), std::string::npos) << e;
+  }
+  {
+    std::vector<uint8_t> d = good;  // a surface sub-chunk longer than its surface
+    size_t at = find(d, "COLR", find(d, "SURF"));
+    put16(d, at + 4, 0xFFF0);
+    std::string e = failure(d);
+    EXPECT_NE(e.find("SURF/COLR"), std::string::npos) << e;
+  }
+  {
+    std::vector<uint8_t> d = good;  // a block header longer than its block
+    size_t at = find(d, "IMAP");
+    put16(d, at + 4, 0x0400);
+    EXPECT_NE(failure(d).find("BLOK/IMAP"), std::string::npos);
+  }
+  {
+    std::vector<uint8_t> d = good;  // a channel value cut short inside its own chunk
+    size_t at = find(d, "DIFF", find(d, "SURF"));
+    put16(d, at + 4, 2);
+    failure(d);
+  }
+  {
+    std::vector<uint8_t> d = good;  // points not a multiple of 12 bytes
+    size_t at = find(d, "PNTS");
+    std::vector<uint8_t> e(d.begin(), d.begin() + long(at));
+    e.insert(e.end(), {'P', 'N', 'T', 'S', 0, 0, 0, 5, 1, 2, 3, 4, 5, 0});
+    put32(e, 4, uint32_t(e.size() - 8));
+    EXPECT_NE(failure(e).find("multiple of 12"), std::string::npos);
+  }
+}
+
+TEST(LwoReader, HugeCountsAndBadIndicesFailWithoutClaimingMemory) {
+  const std::vector<uint8_t> good = boxFile();
+  {
+    std::vector<uint8_t> d = good;  // the first polygon claims 1023 corners
+    size_t at = find(d, "POLS");
+    put16(d, at + 12, 0x03FF);
+    EXPECT_NE(failure(d).find("POLS"), std::string::npos);
+  }
+  {
+    std::vector<uint8_t> d = good;  // a corner names a point that doesn't exist
+    size_t at = find(d, "POLS");
+    put16(d, at + 14, 500);
+    EXPECT_NE(failure(d).find("point index 500"), std::string::npos);
+  }
+  {
+    std::vector<uint8_t> d = good;  // a vertex map of dimension 65535
+    size_t at = find(d, "VMAD");
+    put16(d, at + 12, 0xFFFF);
+    failure(d);
+  }
+  {
+    std::vector<uint8_t> d = good;  // a polygon tag for polygon 4000
+    size_t at = find(d, "PTAG");
+    put16(d, at + 12, 4000);
+    EXPECT_NE(failure(d).find("polygon index 4000"), std::string::npos);
+  }
+  {
+    std::vector<uint8_t> d = good;  // an unterminated surface name
+    size_t at = find(d, "SURF", find(d, "CLIP"));
+    std::vector<uint8_t> e(d.begin(), d.begin() + long(at));
+    e.insert(e.end(), {'S', 'U', 'R', 'F', 0, 0, 0, 4, 'a', 'b', 'c', 'd'});
+    put32(e, 4, uint32_t(e.size() - 8));
+    EXPECT_NE(failure(e).find("unterminated"), std::string::npos);
+  }
+}
+
+// LWO3 bytes: a FORM with four-byte lengths all the way down.
+struct Lwo3 {
+  std::vector<uint8_t> d;
+  std::vector<size_t> open;
+  void id(const char* s) { d.insert(d.end(), s, s + 4); }
+  void u4(uint32_t v) { for (int i = 0; i < 4; ++i) d.push_back(uint8_t(v >> (24 - 8 * i))); }
+  void form(const char* type) { id("FORM"); open.push_back(d.size()); u4(0); id(type); }
+  void chunk(const char* name, std::vector<uint8_t> body) {
+    id(name);
+    u4(uint32_t(body.size()));
+    d.insert(d.end(), body.begin(), body.end());
+    if (body.size() & 1) d.push_back(0);
+  }
+  void end() {
+    size_t at = open.back();
+    open.pop_back();
+    uint32_t len = uint32_t(d.size() - at - 4);
+    for (int i = 0; i < 4; ++i) d[at + i] = uint8_t(len >> (24 - 8 * i));
+  }
+};
+
+TEST(LwoReader, Lwo3NestingIsBoundedAndOddChunksArePadded) {
+  Lwo3 f;
+  f.form("LWO3");
+  f.chunk("TAGS", {'S', 0});
+  f.chunk("DESC", {'o', 'd', 'd'});  // odd length, one pad byte follows
+  f.chunk("LAYR", {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
+  f.chunk("PNTS", std::vector<uint8_t>(36, 0));
+  f.chunk("POLS", {'F', 'A', 'C', 'E', 0, 3, 0, 0, 0, 1, 0, 2});
+  f.form("SURF");
+  f.chunk("    ", {'S', 0, 0, 0});
+  f.form("NODS");
+  for (int i = 0; i < 200; ++i) f.form("NEST");
+  for (int i = 0; i < 200; ++i) f.end();
+  f.end();
+  f.end();
+  f.end();
+  std::string e = failure(f.d, "deep.lwo");
+  EXPECT_NE(e.find("nested too deeply"), std::string::npos) << e;
+
+  Lwo3 g;
+  g.form("LWO3");
+  g.chunk("TAGS", {'S', 0});
+  g.chunk("DESC", {'o', 'd', 'd'});
+  g.chunk("PNTS", std::vector<uint8_t>(36, 0));
+  g.chunk("POLS", {'F', 'A', 'C', 'E', 0, 3, 0, 0, 0, 1, 0, 2});
+  g.chunk("PTAG", {'S', 'U', 'R', 'F', 0, 0, 0, 0});
+  g.form("SURF");
+  g.chunk("    ", {'S', 0, 0, 0});
+  g.chunk("SIDE", {0, 3});
+  g.end();
+  g.end();
+  ObjectModel m;
+  std::string error;
+  ASSERT_TRUE(readObjectBuffer(g.d.data(), g.d.size(), "ok.lwo", m, error)) << error;
+  ASSERT_EQ(m.layers.size(), 1u);
+  EXPECT_EQ(m.layers[0].polygons.size(), 1u);
+  EXPECT_EQ(m.surfaceName(m.layers[0].polygons[0]), "S");
+  ASSERT_EQ(m.surfaces.size(), 1u);
+  EXPECT_TRUE(m.surfaces[0].doubleSided());
+}
+
+TEST(LwoReader, IndicesCountFromTheLatestPointsAndPolygons) {
+  // Two PNTS and two POLS chunks in one layer: the second POLS, its tags and the vertex map
+  // after the second PNTS all count from the start of their own chunk.
+  ObjectModel m;
+  m.tags = {"A", "B"};
+  m.layers.emplace_back();
+  Layer& l = m.layers[0];
+  l.points = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+  std::vector<uint8_t> first = writeLwo2(m);
+  // Hand-made tail: PNTS (3 more points), POLS using them as 0..2, PTAG on its polygon 0,
+  // VMAP on its point 1.
+  std::vector<uint8_t> d(first.begin(), first.end());
+  auto chunk = [&](const char* id, std::vector<uint8_t> body) {
+    d.insert(d.end(), id, id + 4);
+    for (int i = 0; i < 4; ++i) d.push_back(uint8_t(body.size() >> (24 - 8 * i)));
+    d.insert(d.end(), body.begin(), body.end());
+    if (body.size() & 1) d.push_back(0);
+  };
+  chunk("POLS", {'F', 'A', 'C', 'E', 0, 3, 0, 0, 0, 1, 0, 2});
+  chunk("PTAG", {'S', 'U', 'R', 'F', 0, 0, 0, 0});
+  std::vector<uint8_t> pts(36, 0);
+  pts[12] = 0x40;  // point 1 of the second chunk has x = 2
+  chunk("PNTS", pts);
+  chunk("POLS", {'F', 'A', 'C', 'E', 0, 3, 0, 0, 0, 1, 0, 2});
+  chunk("PTAG", {'S', 'U', 'R', 'F', 0, 0, 0, 1});
+  chunk("VMAP", {'W', 'G', 'H', 'T', 0, 1, 'W', 0, 0, 1, 0x3F, 0x80, 0, 0});
+  put32(d, 4, uint32_t(d.size() - 8));
+  ObjectModel back;
+  std::string error;
+  ASSERT_TRUE(readObjectBuffer(d.data(), d.size(), "two.lwo", back, error)) << error;
+  const Layer& r = back.layers[0];
+  ASSERT_EQ(r.points.size(), 6u);
+  ASSERT_EQ(r.polygons.size(), 2u);
+  EXPECT_EQ(r.polygons[0].vertices, (std::vector<uint32_t>{0, 1, 2}));
+  EXPECT_EQ(r.polygons[1].vertices, (std::vector<uint32_t>{3, 4, 5}));
+  EXPECT_EQ(back.surfaceName(r.polygons[0]), "A");
+  EXPECT_EQ(back.surfaceName(r.polygons[1]), "B");
+  const VertexMap* w = r.findVertexMap(chunkId("WGHT"), "W");
+  ASSERT_NE(w, nullptr);
+  ASSERT_NE(w->find(4), nullptr);
+  EXPECT_EQ(*w->find(4), 1.0f);
+  EXPECT_EQ(r.points[4][0], 2.0f);
+  EXPECT_FALSE(r.hasBoundingBox);
+  EXPECT_EQ(r.boundsMax[0], 2.0f);
+}
+
+TEST(LwoReader, OldFormatDetailPolygonsAndSurfaceNumbers) {
+  std::vector<uint8_t> d = {'F', 'O', 'R', 'M', 0, 0, 0, 0, 'L', 'W', 'O', 'B'};
+  auto chunk = [&](const char* id, std::vector<uint8_t> body) {
+    d.insert(d.end(), id, id + 4);
+    for (int i = 0; i < 4; ++i) d.push_back(uint8_t(body.size() >> (24 - 8 * i)));
+    d.insert(d.end(), body.begin(), body.end());
+    if (body.size() & 1) d.push_back(0);
+  };
+  chunk("SRFS", {'O', 'n', 'e', 0, 'T', 'w', 'o', 0});
+  chunk("PNTS", std::vector<uint8_t>(48, 0));
+  // A triangle on surface 2 with one detail polygon (surface 1), then a plain triangle.
+  chunk("POLS", {0, 3, 0, 0, 0, 1, 0, 2, 0xFF, 0xFE, 0, 1,  // surface -2: one detail follows
+                 0, 3, 0, 1, 0, 2, 0, 3, 0, 1,               // the detail
+                 0, 3, 0, 0, 0, 2, 0, 3, 0, 2});
+  chunk("SURF", {'T', 'w', 'o', 0, 'F', 'L', 'A', 'G', 0, 2, 1, 0, 'C', 'O', 'L', 'R', 0, 4, 255, 0, 51, 0});
+  put32(d, 4, uint32_t(d.size() - 8));
+  ObjectModel m;
+  std::string error;
+  ASSERT_TRUE(readObjectBuffer(d.data(), d.size(), "old.lwo", m, error)) << error;
+  ASSERT_EQ(m.layers[0].polygons.size(), 3u);
+  EXPECT_EQ(m.surfaceName(m.layers[0].polygons[0]), "Two");
+  EXPECT_EQ(m.surfaceName(m.layers[0].polygons[1]), "One");
+  EXPECT_EQ(m.surfaceName(m.layers[0].polygons[2]), "Two");
+  EXPECT_EQ(m.layers[0].polygons[1].vertices, (std::vector<uint32_t>{1, 2, 3}));
+  const Surface* two = m.findSurface("Two");
+  ASSERT_NE(two, nullptr);
+  EXPECT_TRUE(two->doubleSided());
+  EXPECT_DOUBLE_EQ(two->color.value[0], 1.0);
+  EXPECT_DOUBLE_EQ(two->color.value[2], 0.2);
+
+  // Surface number 3 doesn't exist.
+  std::vector<uint8_t> bad = d;
+  size_t at = find(bad, "SURF", find(bad, "POLS"));
+  put16(bad, at - 2, 3);
+  EXPECT_NE(failure(bad).find("SRFS"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace host
