@@ -24,22 +24,6 @@ struct Records {
 
 ActivateFunc* const kHandlerRows[] = {activateDisplacementHandler, activateShaderHandler, activateMasterHandler};
 
-TEST_F(HandlerServersTest, ServerTableHasTheEightRows) {
-  const std::pair<std::string, std::string> expected[] = {
-      {"DisplacementHandler", "Ombrel"}, {"ShaderHandler", "Ombrel"},       {"MasterHandler", "Ombrel"},
-      {"MasterInterface", "Ombrel"},     {"LayoutGeneric", "Ombrel"},       {"LayoutGeneric", "Ombrel Refresh"},
-      {"LayoutGeneric", "Ombrel Render"}, {"LayoutGeneric", "Strip Ombrel Shaders"},
-  };
-  for (int row = 0; row < kServerCount; ++row) {
-    EXPECT_EQ(ombrelServers[row].className, expected[row].first);
-    EXPECT_EQ(ombrelServers[row].name, expected[row].second);
-    EXPECT_NE(ombrelServers[row].activate, nullptr);
-    EXPECT_EQ(ombrelServers[row].tagInfo, nullptr);
-  }
-  EXPECT_EQ(ombrelServers[kServerCount].className, nullptr);
-  EXPECT_EQ(ombrelServers[kServerCount].activate, nullptr);
-}
-
 TEST_F(HandlerServersTest, TooOldAHostIsToldTooNewAHostIsNot) {
   for (int row = 0; row < 3; ++row) {
     SCOPED_TRACE(row);
@@ -142,6 +126,25 @@ TEST_F(HandlerServersTest, MasterInterfaceNeedsAStartAndLocalData) {
   EXPECT_EQ(panelFor, &master);
   panelResult = 0;
   EXPECT_EQ(activateMasterInterface(4, host.global(), &master, nullptr), AFUNC_OK);
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(HandlerServersTest, AfterAFailedLoadEveryServerRefusesQuietly) {
+  frameLoadFailed = true;
+  MasterInstance master{};
+  LWMasterHandler handler{};
+  for (int row = 0; row < kServerCount; ++row) {
+    SCOPED_TRACE(row);
+    void* local = row < 3 ? static_cast<void*>(&handler) : row == 3 ? static_cast<void*>(&master) : host.generic();
+    EXPECT_EQ(ombrelServers[row].activate(4, host.global(), local, nullptr), AFUNC_BADAPP_SILENT);
+  }
+  frameLoadFailed = false;
+  EXPECT_TRUE(host.lookups.empty());
+  EXPECT_TRUE(host.commands.empty());
+  EXPECT_TRUE(host.messages.empty());
 }
 
 }  // namespace
