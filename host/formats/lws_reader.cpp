@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -127,11 +128,13 @@ class LwsParser {
   }
 
  private:
+  // A parent or target named before the item it names may have been read.
   struct PendingParent {
     int item;
     size_t line;
     bool byId;
     uint32_t value;
+    bool target = false;
   };
 
   [[noreturn]] void fail(size_t line, const std::string& what) { throw ParseError{line, what}; }
@@ -534,17 +537,23 @@ class LwsParser {
       if (Item* item = current(t)) item->name = restOfLine(text, 1);
       return;
     }
-    if (key == "ParentItem" || key == "ParentObject") {
+    if (key == "ParentItem" || key == "ParentObject" || key == "TargetItem" || key == "TargetObject") {
       if (current_ < 0 || w.size() < 2) return;
-      PendingParent p{current_, line, key == "ParentItem", 0};
+      PendingParent p{current_, line, key == "ParentItem" || key == "TargetItem", 0,
+                      key == "TargetItem" || key == "TargetObject"};
       if (p.byId) {
         if (w[1].size() > 8 || !std::all_of(w[1].begin(), w[1].end(), [](char c) { return std::isxdigit(uint8_t(c)); }))
-          fail(line, "ParentItem: \"" + w[1] + "\" is not an item id");
+          fail(line, key + ": \"" + w[1] + "\" is not an item id");
         p.value = hexValue(w[1]);
       } else {
         p.value = uint32_t(integer(w, 1, line));
       }
       parents_.push_back(p);
+      return;
+    }
+    if (key == "HController" || key == "PController") {
+      // 1 points the angle at the target; scenes without these lines aim both.
+      if (Item* item = currentAny()) (key[0] == 'H' ? item->targetHeading : item->targetPitch) = integer(w, 1, line) == 1;
       return;
     }
     if (key == "PivotPosition" || key == "PivotPoint") {
@@ -814,13 +823,16 @@ class LwsParser {
         if (p.value >= 1 && p.value <= objects.size()) parent = objects[p.value - 1];
       }
       if (parent < 0) {
-        warn(p.line, "the parent " + std::to_string(p.value) + " of " +
+        char id[16];
+        std::snprintf(id, sizeof id, p.byId ? "%08X" : "%u", unsigned(p.value));
+        warn(p.line, std::string(p.target ? "the target " : "the parent ") + id + " of " +
                          itemKindName(scene_.items[size_t(p.item)].type) + " \"" +
                          scene_.items[size_t(p.item)].name + "\" does not exist");
         continue;
       }
       if (parent == p.item) continue;
-      scene_.items[size_t(p.item)].parent = parent;
+      if (p.target) scene_.items[size_t(p.item)].target = parent;
+      else scene_.items[size_t(p.item)].parent = parent;
     }
 
     for (int cam : scene_.itemsOf(ItemType::Camera)) {

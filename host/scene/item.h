@@ -128,6 +128,8 @@ struct Item {
   uint32_t id = 0;                      // as in the scene file, see itemIdBase
   std::string name;
   int parent = -1;                      // index into Scene::items, -1 for none
+  int target = -1;                      // the item this one's z axis points at, -1 for none
+  bool targetHeading = true, targetPitch = true;  // which angles the target drives
   Vec3 pivotPosition{0.0, 0.0, 0.0};
   Vec3 pivotRotation{0.0, 0.0, 0.0};    // heading, pitch, bank in radians
   std::array<Animated, MotionChannelCount> motion{0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 1.0, 1.0, 1.0};

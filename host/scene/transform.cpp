@@ -1,6 +1,8 @@
 #include "host/scene/transform.h"
 
 #include <cmath>
+#include <cstdint>
+#include <vector>
 
 #include "host/scene/scene.h"
 
@@ -98,26 +100,65 @@ Vec3 channels(const Item& item, int first, double time) {
   return {item.motion[first].at(time), item.motion[first + 1].at(time), item.motion[first + 2].at(time)};
 }
 
+bool validIndex(const Scene& scene, int index) { return index >= 0 && index < int(scene.items.size()); }
+
+// World transforms of the items one question needs, each worked out once. Parents and
+// targets may refer to each other in a damaged file: an item met again while its own
+// transform is being worked out counts as the world's origin.
+class Placement {
+ public:
+  Placement(const Scene& scene, double time)
+      : scene_(scene), time_(time), state_(scene.items.size(), 0), world_(scene.items.size()) {}
+
+  Affine world(int index) {
+    if (state_[size_t(index)] == 2) return world_[size_t(index)];
+    if (state_[size_t(index)] == 1) return Affine{};
+    state_[size_t(index)] = 1;
+    const Item& item = scene_.item(index);
+    const Affine parent = validIndex(scene_, item.parent) ? world(item.parent) : Affine{};
+    world_[size_t(index)] = parent.after(local(index, parent));
+    state_[size_t(index)] = 2;
+    return world_[size_t(index)];
+  }
+
+  Affine local(int index, const Affine& parent) {
+    const Item& item = scene_.item(index);
+    Vec3 hpb = channels(item, Heading, time_);
+    const Vec3 position = channels(item, PositionX, time_);
+    if (validIndex(scene_, item.target) && item.target != index && (item.targetHeading || item.targetPitch)) {
+      // Aim the item's z axis at the target, in the parent's frame.
+      const Vec3 from = parent.apply(position);
+      const Vec3 to = world(item.target).translation;
+      const Vec3 d = parent.linear.inverse() * Vec3{to[0] - from[0], to[1] - from[1], to[2] - from[2]};
+      if (d[0] != 0.0 || d[1] != 0.0 || d[2] != 0.0) {
+        if (item.targetHeading) hpb[0] = std::atan2(d[0], d[2]);
+        if (item.targetPitch) hpb[1] = std::atan2(-d[1], std::hypot(d[0], d[2]));
+      }
+    }
+    Affine a;
+    a.linear = rotationHPB(hpb) * scaling(channels(item, ScaleX, time_));
+    a.translation = position;
+    return a;
+  }
+
+ private:
+  const Scene& scene_;
+  double time_;
+  std::vector<uint8_t> state_;  // 0 not yet, 1 under way, 2 done
+  std::vector<Affine> world_;
+};
+
 }  // namespace
 
 Affine itemLocalTransform(const Scene& scene, int index, double time) {
-  const Item& item = scene.item(index);
-  Affine a;
-  a.linear = rotationHPB(channels(item, Heading, time)) * scaling(channels(item, ScaleX, time));
-  a.translation = channels(item, PositionX, time);
-  return a;
+  Placement placement(scene, time);
+  const int parent = scene.item(index).parent;
+  return placement.local(index, validIndex(scene, parent) ? placement.world(parent) : Affine{});
 }
 
 Affine itemWorldTransform(const Scene& scene, int index, double time) {
-  Affine world = itemLocalTransform(scene, index, time);
-  // A broken file may make a loop of parents: stop after as many steps as there are items.
-  int parent = scene.item(index).parent;
-  for (size_t steps = 0; parent >= 0 && parent < int(scene.items.size()) && steps < scene.items.size();
-       ++steps) {
-    world = itemLocalTransform(scene, parent, time).after(world);
-    parent = scene.item(parent).parent;
-  }
-  return world;
+  scene.item(index);  // range check
+  return Placement(scene, time).world(index);
 }
 
 Affine itemPivotTransform(const Scene& scene, int index) {

@@ -3,7 +3,8 @@
 // an item is scaled, then banked (about z), pitched (about x) and headed (about y), then moved
 // to its position in its parent's space, which is the parent's pivot frame. Object geometry
 // first goes through the pivot: it is moved by minus the pivot point and turned back by the
-// pivot rotation.
+// pivot rotation. An item with a target has its heading and pitch turned so that its z axis
+// points at the target.
 #include "host/scene/animated.h"
 
 namespace host {

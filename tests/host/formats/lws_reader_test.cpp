@@ -113,6 +113,9 @@ ShadowType 0
 
 AddCamera 30000000
 CameraName Main Camera
+TargetItem 10000000
+HController 1
+PController 0
 ZoomFactor 2.5
 FrameSize 800 600
 ResolutionMultiplier 0.5
@@ -289,6 +292,9 @@ TEST(LwsReader, ReadsItemsSettingsAndServerBlocks) {
   EXPECT_EQ(cam.regionX0, 10);
   EXPECT_EQ(cam.regionY1, 200);
   EXPECT_EQ(scene.renderCamera(), 5);
+  EXPECT_EQ(scene.items[5].target, 0);
+  EXPECT_TRUE(scene.items[5].targetHeading);
+  EXPECT_FALSE(scene.items[5].targetPitch);
 
   EXPECT_TRUE(scene.backdrop.gradient);
   EXPECT_EQ(scene.backdrop.zenith.at(0), (Vec3{0, 0, 0.5}));

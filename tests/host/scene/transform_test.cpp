@@ -95,6 +95,30 @@ TEST(Transform, PivotPointAndPivotRotation) {
   expectVec(itemParam(scene, knob, ItemParam::WorldPosition, 0), {7, 0, 0}, "child of pivoted parent");
 }
 
+TEST(Transform, TargetsAimTheZAxis) {
+  Scene scene;
+  const int cam = scene.addItem(ItemType::Camera, "cam");
+  const int goal = scene.addItem(ItemType::Object, "goal");
+  scene.item(cam).target = goal;
+  scene.item(goal).setPosition({2, 0, 2});
+  const double r = std::sqrt(0.5);
+  expectVec(itemParam(scene, cam, ItemParam::Forward, 0), {r, 0, r}, "heading 45");
+  scene.item(goal).setPosition({0, -3, 0});
+  expectVec(itemParam(scene, cam, ItemParam::Forward, 0), {0, -1, 0}, "pitch 90");
+  // Only heading follows: pitch stays with its channel (0).
+  scene.item(cam).targetPitch = false;
+  scene.item(goal).setPosition({0, -3, 4});
+  expectVec(itemParam(scene, cam, ItemParam::Forward, 0), {0, 0, 1}, "heading only");
+
+  // Under a parent headed 90 degrees, the aim is worked out in the parent's frame.
+  scene.item(cam).targetPitch = true;
+  const int rig = scene.addItem(ItemType::Object, "rig");
+  scene.item(rig).setRotation({kQuarter, 0, 0});
+  scene.item(cam).parent = rig;
+  scene.item(goal).setPosition({0, 0, 5});
+  expectVec(itemParam(scene, cam, ItemParam::Forward, 0), {0, 0, 1}, "under a parent");
+}
+
 TEST(Transform, AnimatedChannelsAndBrokenParents) {
   Scene scene;
   const int a = scene.addItem(ItemType::Object, "a");
@@ -112,6 +136,9 @@ TEST(Transform, AnimatedChannelsAndBrokenParents) {
   scene.item(b).parent = a;
   const Vec3 p = itemParam(scene, a, ItemParam::WorldPosition, 0);
   EXPECT_TRUE(std::isfinite(p[0]));
+  scene.item(a).target = b;
+  scene.item(b).target = a;
+  EXPECT_TRUE(std::isfinite(itemParam(scene, b, ItemParam::Forward, 0)[2]));
 }
 
 }  // namespace
