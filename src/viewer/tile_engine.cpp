@@ -185,10 +185,19 @@ void nextLevel(TileEngine* engine, ImageLayer* layer) {
   layerNextLevel(layer, visibleCells(engine), engine->gridSize, engine->blockSize);
 }
 
+// The gate's poll, where a client let through counts as an interrupt too: a client sets the
+// interrupt before it queues, so the thread may have cleared it in between, and the client's
+// change would otherwise go unseen.
+int32_t pollGate(EngineGate* gate) {
+  const bool clientWaiting = gate->waiters.load() > 0;
+  const int32_t interrupt = gateWorkerPoll(gate);
+  return interrupt != 0 || clientWaiting ? 1 : 0;
+}
+
 // Cells until a client wants the thread or no layer has work.
 void runRound(TileEngine* engine) {
   ImageLayer* layer;
-  while (gateWorkerPoll(engine->gate) == 0 && (layer = engine->currentLayer) != nullptr) {
+  while (pollGate(engine->gate) == 0 && (layer = engine->currentLayer) != nullptr) {
     const int32_t x = layer->cursorX;
     const int32_t y = layer->cursorY;
     if (layerStep(layer)) {
@@ -311,7 +320,7 @@ void threadMain(TileEngine* engine) {
       if (chooseLayer(engine)) break;
       if (!engine->idleCallback) {
         // Nothing to do: let a waiting client in, then rest.
-        gateWorkerPoll(engine->gate);
+        pollGate(engine->gate);
         threadSleep(1);
       } else {
         threadSetPriority(ThreadPriority::Lowest);
@@ -580,9 +589,9 @@ void engineLockImages(TileEngine* engine) { simpleLockEnter(engine->imageLock); 
 void engineUnlockImages(TileEngine* engine) { simpleLockLeave(engine->imageLock); }
 
 int32_t engineShouldStop(TileEngine* engine) {
-  if (gateWorkerPoll(engine->gate) == 0) return 0;
-  if (engine->keepRunning.load() == 0 || engine->viewChanged.load() != 0) return 1;
-  if (chooseLayer(engine)) return 1;
+  if (pollGate(engine->gate) == 0) return 0;
+  // Cleared before looking, so that whatever a client does from here on interrupts again.
   gateSetInterrupt(engine->gate, 0);
-  return 0;
+  if (engine->keepRunning.load() == 0 || engine->viewChanged.load() != 0) return 1;
+  return chooseLayer(engine) ? 1 : 0;
 }
