@@ -27,9 +27,30 @@ typedef int LWFileReqFunc(const char *hail, char *name, char *path, char *fullNa
 #define LWCOLORPICKFUNC_GLOBAL "Color Picker"
 typedef int LWColorPickFunc(const char *title, float color[3]);
 
-/* "Directory Info": the host's folder for a kind of file. */
+/* "Directory Info": the host's folder for a kind of file, by one of the names below. */
 #define LWDIRINFOFUNC_GLOBAL "Directory Info"
-typedef const char *LWDirInfoFunc(const char *);
+typedef const char *LWDirInfoFunc(const char *kind);
+
+#define LWFTYPE_CONTENT "Content"
+#define LWFTYPE_IMAGES "Images"
+#define LWFTYPE_OBJECTS "Objects"
+#define LWFTYPE_SCENES "Scenes"
+#define LWFTYPE_SURFACES "Surfaces"
+#define LWFTYPE_MOTIONS "Motions"
+#define LWFTYPE_ENVELOPES "Envelopes"
+#define LWFTYPE_PREVIEWS "Previews"
+#define LWFTYPE_SETTINGS "Settings"
+#define LWFTYPE_PLUGINS "Plug-ins"
+#define LWFTYPE_INSTALL "Install"
+
+/* "Host Display Info": the host's main window, to parent a server's own windows, and the
+ * display it is on. Under X the display is a Display pointer and the window an X window id. */
+#define LWHOSTDISPLAYINFO_GLOBAL "Host Display Info"
+
+typedef struct st_HostDisplayInfo {
+  void *xsys;
+  unsigned long window;
+} HostDisplayInfo;
 
 /* "Product Info": the global's value is the word itself, not a table. */
 #define LWPRODUCTINFO_GLOBAL "Product Info"
