@@ -456,6 +456,8 @@ class LwsParser {
     auto cached = models_.find(obj.resolvedPath);
     if (cached != models_.end()) {
       obj.model = cached->second;
+    } else if (options_.objectCache && options_.objectCache->count(obj.resolvedPath)) {
+      obj.model = models_[obj.resolvedPath] = options_.objectCache->at(obj.resolvedPath);
     } else {
       auto model = std::make_shared<ObjectModel>();
       std::string error;
@@ -468,6 +470,7 @@ class LwsParser {
       }
       models_[obj.resolvedPath] = model;
       obj.model = model;
+      if (options_.objectCache) (*options_.objectCache)[obj.resolvedPath] = model;
     }
     if (obj.model && obj.model->layers.size() > 1) {
       for (const Layer& l : obj.model->layers)
@@ -877,7 +880,7 @@ class LwsParser {
   int current_ = -1;
   int lastObject_ = -1;
   std::vector<PendingParent> parents_;
-  std::map<std::string, std::shared_ptr<ObjectModel>> models_;
+  std::map<std::string, std::shared_ptr<const ObjectModel>> models_;
   std::map<int, std::pair<int, int>> cameraSize_;
   std::map<int, bool> regionGiven_;
   std::map<int, bool> useGlobal_;

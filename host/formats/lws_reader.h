@@ -4,6 +4,8 @@
 // and server instances kept as text. Lines it doesn't know are skipped. A damaged file gives
 // false and one message naming the file and the line.
 #include <functional>
+#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,6 +21,10 @@ struct LwsReadOptions {
   std::function<bool(const std::string& path, ObjectModel& out, std::string& error)> loadObject;
   // False leaves every object's model empty (the paths are still resolved when found).
   bool loadObjects = true;
+  // Models already read, by resolved path: a scene read again takes them from here instead of
+  // reading their files, and adds the ones it reads. The caller drops the entries of files
+  // that changed.
+  std::map<std::string, std::shared_ptr<const ObjectModel>>* objectCache = nullptr;
 };
 
 // Objects that can't be found or read don't fail the scene: the item stays, without geometry,

@@ -2,6 +2,12 @@
 
 namespace host {
 
+const char* motionChannelName(int channel) {
+  static const char* const kNames[] = {"Position.X", "Position.Y", "Position.Z", "Rotation.H", "Rotation.P",
+                                       "Rotation.B", "Scale.X",    "Scale.Y",    "Scale.Z"};
+  return channel >= 0 && channel < MotionChannelCount ? kNames[channel] : "";
+}
+
 bool ObjectSettings::excludes(uint32_t lightId) const {
   for (uint32_t id : excludedLights)
     if (id == lightId) return true;

@@ -30,6 +30,9 @@ enum MotionChannel : int {
   PositionX, PositionY, PositionZ, Heading, Pitch, Bank, ScaleX, ScaleY, ScaleZ, MotionChannelCount
 };
 
+// The channel names Layout shows in its graph editor ("Position.X", "Rotation.H", "Scale.Z").
+const char* motionChannelName(int channel);
+
 // Item flags as Layout reports them.
 enum : uint32_t { ItemFlagActive = 1u << 0 };
 

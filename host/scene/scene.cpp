@@ -1,5 +1,7 @@
 #include "host/scene/scene.h"
 
+#include <algorithm>
+
 namespace host {
 
 int Scene::addItem(ItemType type, const std::string& name) {
@@ -30,6 +32,19 @@ std::vector<int> Scene::itemsOf(ItemType type) const {
   std::vector<int> out;
   for (size_t i = 0; i < items.size(); ++i)
     if (items[i].type == type) out.push_back(int(i));
+  return out;
+}
+
+int Scene::nextItem(ItemType type, int after) const {
+  for (size_t i = size_t(std::max(after + 1, 0)); i < items.size(); ++i)
+    if (items[i].type == type) return int(i);
+  return -1;
+}
+
+std::vector<int> Scene::children(int parent) const {
+  std::vector<int> out;
+  for (size_t i = 0; i < items.size(); ++i)
+    if (items[i].parent == parent) out.push_back(int(i));
   return out;
 }
 

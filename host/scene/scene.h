@@ -97,6 +97,11 @@ struct Scene {
   int findItem(const std::string& name) const;     // the first of that name, or -1
   // Indices of the items of one kind, in order.
   std::vector<int> itemsOf(ItemType type) const;
+  // Walks as Layout's item list does: the first item of a kind, the next of the same kind
+  // after an index, the children of an item (or the items without a parent, for -1); -1 ends.
+  int firstItem(ItemType type) const { return nextItem(type, -1); }
+  int nextItem(ItemType type, int after) const;
+  std::vector<int> children(int parent) const;
   // The camera that renders: `currentCamera` if it is a camera, else the first camera, else -1.
   int renderCamera() const;
   // The render options word, with the camera's motion blur and depth of field.

@@ -24,7 +24,6 @@ FramesPerSecond 24
 CurrentFrame 7
 
 LoadObjectLayer 2 10000000 Objects/crate.lwo
-ShowObject 7 -1 0.376471 0.878431 0.941176
 ObjectMotion
 NumChannels 9
 Channel 0
@@ -62,11 +61,7 @@ Plugin DisplacementHandler 1 Wobble
 EndPlugin
 APSDisplay
 { APS
-  Version 1
   { VParm
-    { ObjectLevel
-      0
-    }
   }
 }
 
@@ -340,6 +335,16 @@ TEST(LwsReader, FindsObjectsAndWarnsOfMissingOnes) {
       << error;
   ASSERT_EQ(out.items.size(), 1u);
   EXPECT_EQ(out.items[0].object.model, nullptr);
+
+  // A cache of models spares a second read of the same file.
+  std::map<std::string, std::shared_ptr<const ObjectModel>> cache;
+  LwsReadOptions cached = objects.options();
+  cached.objectCache = &cache;
+  const std::string text = "LWSC\n5\nLoadObjectLayer 1 b.lwo\n";
+  ASSERT_TRUE(readSceneText(text, scene, out, error, cached)) << error;
+  ASSERT_TRUE(readSceneText(text, scene, out, error, cached)) << error;
+  EXPECT_EQ(objects.loaded.size(), 1u);
+  EXPECT_EQ(out.items[0].object.model, cache.begin()->second);
   ASSERT_EQ(warnings.size(), 1u);
   EXPECT_NE(warnings[0].find("s.lws:4"), std::string::npos) << warnings[0];
   EXPECT_NE(warnings[0].find("nowhere.lwo"), std::string::npos) << warnings[0];
@@ -353,27 +358,15 @@ TEST(LwsReader, OldFormatsConvertUnits) {
 FramesPerSecond 25
 AddNullObject Spinner
 ObjectMotion (unnamed)
-  9
+  4
   2
   0 0 2 0 0 0
   10 2 1 0 0 0
-  1
-  0 0 2 0 0 0
-  1
-  0 0 2 0 0 0
+  0
+  0
   1
   90 0 2 0 0 0
-  1
-  0 0 2 0 0 0
-  1
-  0 0 2 0 0 0
-  1
-  1 0 2 0 0 0
-  1
-  1 0 2 0 0 0
-  1
-  1 0 2 0 0 0
-Pre/PostBehavior 1 2 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1
+Pre/PostBehavior 1 2 1 1 1 1 1 1
 AmbientColor 255 0 51
 AddLight
 LightColor 255 255 0
