@@ -1,0 +1,171 @@
+// The host's general services: which product and application this is, its folders, its
+// messages and questions, and the requesters a plug-in may open.
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include <lwhost.h>
+
+#include "host/services/host.h"
+
+namespace host {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+Host* host() { return Host::current(); }
+
+// ---- "Directory Info" ----
+
+struct Directories {
+  std::mutex mutex;
+  std::map<std::string, std::string> answers;  // kept so the returned text stays valid
+};
+
+std::string contentFolder(const Host& h) {
+  if (auto it = h.settings().directories.find(LWFTYPE_CONTENT); it != h.settings().directories.end())
+    return it->second;
+  if (!h.scene().fileName.empty()) {
+    const fs::path folder = fs::absolute(fs::path(h.scene().fileName)).parent_path();
+    // A scene kept in Scenes/ of a content folder has that folder as its content.
+    if (folder.filename() == "Scenes") return folder.parent_path().string();
+    return folder.string();
+  }
+  std::error_code ec;
+  const fs::path cwd = fs::current_path(ec);
+  return ec ? std::string(".") : cwd.string();
+}
+
+const char* directory(const char* kind) {
+  Host* h = host();
+  if (!h || !kind) return nullptr;
+  std::string answer;
+  if (auto it = h->settings().directories.find(kind); it != h->settings().directories.end()) {
+    answer = it->second;
+  } else {
+    static const char* const kUnderContent[] = {LWFTYPE_IMAGES,   LWFTYPE_OBJECTS,   LWFTYPE_SCENES,
+                                                LWFTYPE_SURFACES, LWFTYPE_MOTIONS,   LWFTYPE_ENVELOPES,
+                                                LWFTYPE_PREVIEWS};
+    const std::string content = contentFolder(*h);
+    if (std::strcmp(kind, LWFTYPE_CONTENT) == 0) answer = content;
+    for (const char* k : kUnderContent)
+      if (std::strcmp(kind, k) == 0) answer = (fs::path(content) / k).string();
+    if (answer.empty()) return nullptr;
+  }
+  Directories& d = h->state<Directories>();
+  std::lock_guard lock(d.mutex);
+  std::string& kept = d.answers[kind];
+  if (kept != answer) kept = answer;
+  return kept.c_str();
+}
+
+// ---- "Info Messages" ----
+
+void info(const char* a, const char* b) {
+  if (Host* h = host()) h->showMessage("info", a, b);
+}
+void error(const char* a, const char* b) {
+  if (Host* h = host()) h->showMessage("error", a, b);
+}
+void warning(const char* a, const char* b) {
+  if (Host* h = host()) h->showMessage("warning", a, b);
+}
+
+AnswerPolicy ask(const char* kind, const char* title, const char* a, const char* b) {
+  Host* h = host();
+  return h ? h->ask(kind, title, a, b) : AnswerPolicy::Cancel;
+}
+
+// Buttons as Layout numbers them: OK / Yes 1 and Cancel / No 0 for the two-way questions;
+// Yes 2, No 1, Cancel 0 for the three-way one.
+int okCancel(const char* title, const char* a, const char* b) {
+  return ask("okCancel", title, a, b) == AnswerPolicy::Yes ? 1 : 0;
+}
+int yesNo(const char* title, const char* a, const char* b) {
+  return ask("yesNo", title, a, b) == AnswerPolicy::Yes ? 1 : 0;
+}
+int threeWay(const char* kind, const char* title, const char* a, const char* b) {
+  switch (ask(kind, title, a, b)) {
+    case AnswerPolicy::Yes: return 2;
+    case AnswerPolicy::No: return 1;
+    case AnswerPolicy::Cancel: return 0;
+  }
+  return 0;
+}
+int yesNoCan(const char* title, const char* a, const char* b) { return threeWay("yesNoCan", title, a, b); }
+int yesNoAll(const char* title, const char* a, const char* b) { return threeWay("yesNoAll", title, a, b); }
+
+// ---- "File Request" ----
+
+void copyOut(char* out, const std::string& text, int size) {
+  if (!out || size <= 0) return;
+  const size_t n = std::min(text.size(), size_t(size - 1));
+  std::memcpy(out, text.data(), n);
+  out[n] = '\0';
+}
+
+// Nobody can choose: the configured path is the choice, and without one the request is
+// cancelled. The request itself is shown like a message, so a log tells what was asked.
+int fileRequest(const char* hail, char* name, char* path, char* fullName, int buflen) {
+  Host* h = host();
+  if (!h) return 0;
+  const std::string answer = h->settings().fileRequestAnswer;
+  h->showMessage("info", (std::string("file request: ") + (hail ? hail : "")).c_str(),
+                 answer.empty() ? "cancelled: no file was given" : answer.c_str());
+  if (answer.empty() || buflen <= 0 || int(answer.size()) >= buflen) return 0;
+  const fs::path p(answer);
+  copyOut(fullName, answer, buflen);
+  copyOut(name, p.filename().string(), buflen);
+  copyOut(path, p.parent_path().string(), buflen);
+  return 1;
+}
+
+// Nobody can pick a colour: the colour stays and the picker reports a cancel.
+int colorPick(const char*, float[3]) { return 0; }
+
+struct HostTables {
+  LWMessageFuncs messages{info, error, warning, okCancel, yesNo, yesNoCan, yesNoAll};
+  HostDisplayInfo display{};
+};
+
+unsigned int productInfoWord(int major, int minor, int build) {
+  return ((unsigned(major) & 0xFu) << 20) | ((unsigned(minor) & 0xFu) << 16) | ((unsigned(build) & 0xFFFu) << 4) |
+         LWINF_PRODLWAV;
+}
+
+}  // namespace
+
+void registerHostInfo(Host& host) {
+  HostTables& t = host.state<HostTables>();
+  ServiceRegistry& s = host.services();
+  // The two words travel as the lookup's value itself.
+  s.add(LWPRODUCTINFO_GLOBAL, [&host](int) -> void* {
+    const HostSettings& c = host.settings();
+    return reinterpret_cast<void*>(uintptr_t(productInfoWord(c.productMajor, c.productMinor, c.productBuild)));
+  });
+  s.add(LWSYSTEMID_GLOBAL, [&host](int) -> void* {
+    unsigned int word = 1;  // the serial number
+    switch (host.settings().application) {
+      case Application::Layout: word |= LWSYS_LAYOUT; break;
+      case Application::Modeler: word |= LWSYS_MODELER; break;
+      case Application::RenderNode: word |= LWSYS_SCREAMERNET; break;
+    }
+    return reinterpret_cast<void*>(uintptr_t(word));
+  });
+  s.addVersioned(LWMESSAGEFUNCS_GLOBAL, 3, [&t](int) -> void* { return &t.messages; });
+  s.addVersioned(LWDIRINFOFUNC_GLOBAL, 2, [](int) -> void* { return reinterpret_cast<void*>(&directory); });
+  s.add(LWFILEREQFUNC_GLOBAL, [](int) -> void* { return reinterpret_cast<void*>(&fileRequest); });
+  s.add(LWCOLORPICKFUNC_GLOBAL, [](int) -> void* { return reinterpret_cast<void*>(&colorPick); });
+  s.add(LWHOSTDISPLAYINFO_GLOBAL, [&host, &t](int) -> void* {
+    if (t.display.xsys != host.settings().display) t.display.xsys = host.settings().display;
+    if (t.display.window != host.settings().window) t.display.window = host.settings().window;
+    return &t.display;
+  });
+}
+
+}  // namespace host
