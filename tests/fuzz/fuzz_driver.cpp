@@ -1,6 +1,9 @@
-// Usage: <target> [--seconds N] [--iterations N] [--seed N] [--ext .lwo] [file or folder ...]
+// Usage: <target> [--seconds N] [--iterations N] [--seed N] [--ext .lwo] [--crash-file F]
+//                 [file or folder ...]
 // Runs until either limit is reached (defaults: 20 seconds, 1000000 inputs) and prints how many
-// inputs it tried. The same seed and seed files give the same inputs.
+// inputs it tried. The same seed and seed files give the same inputs. With --crash-file F the
+// input being tried is always in F (slower), so a run that dies leaves it there; replay it by
+// passing F alone with --iterations 0.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -15,6 +18,20 @@
 #include "fuzz_driver.h"
 
 namespace {
+
+// With --crash-file, each input is written there before it is tried, so that when a sanitizer
+// ends the run the file holds the input that did it.
+std::string crashFile;
+
+void run(const std::vector<uint8_t>& input) {
+  if (!crashFile.empty()) {
+    if (FILE* f = std::fopen(crashFile.c_str(), "wb")) {
+      std::fwrite(input.data(), 1, input.size(), f);
+      std::fclose(f);
+    }
+  }
+  LLVMFuzzerTestOneInput(input.data(), input.size());
+}
 
 namespace fs = std::filesystem;
 
@@ -123,11 +140,12 @@ int main(int argc, char** argv) {
     else if (a == "--iterations" && i + 1 < argc) iterations = std::strtoull(argv[++i], nullptr, 10);
     else if (a == "--seed" && i + 1 < argc) seed = std::strtoull(argv[++i], nullptr, 10);
     else if (a == "--ext" && i + 1 < argc) ext = argv[++i];
+    else if (a == "--crash-file" && i + 1 < argc) crashFile = argv[++i];
     else addSeeds(a, ext, seeds);
   }
   if (seeds.empty()) seeds.emplace_back();
   // Every seed as it is first.
-  for (const auto& s : seeds) LLVMFuzzerTestOneInput(s.data(), s.size());
+  for (const auto& s : seeds) run(s);
 
   Mutator mutator(seed);
   auto start = std::chrono::steady_clock::now();
@@ -138,7 +156,7 @@ int main(int argc, char** argv) {
       break;
     const auto& base = seeds[done % seeds.size()];
     std::vector<uint8_t> input = mutator.mutate(base, seeds);
-    LLVMFuzzerTestOneInput(input.data(), input.size());
+    run(input);
     ++done;
   }
   std::printf("fuzz: %llu inputs from %zu seeds\n", static_cast<unsigned long long>(done), seeds.size());
