@@ -106,7 +106,7 @@ void surface(Writer& w, const Surface& s) {
   w.end();
   const std::pair<uint32_t, const SurfaceChannel*> scalars[] = {
       {chunkId("LUMI"), &s.luminosity},        {chunkId("DIFF"), &s.diffuse},
-      {chunkId("SPEC"), &s.specularity},       {chunkId("GLOS"), &s.glossiness},
+      {lwo::kSpecularChunk, &s.specularity},       {chunkId("GLOS"), &s.glossiness},
       {chunkId("REFL"), &s.reflectivity},      {chunkId("TRAN"), &s.transparency},
       {chunkId("TRNL"), &s.translucency},      {chunkId("RIND"), &s.ior},
       {chunkId("BUMP"), &s.bump},              {chunkId("CLRH"), &s.colorHighlights},

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "host/formats/lwo_chunks.h"
+
 namespace host {
 
 ObjectBuilder::ObjectBuilder(std::string fileName) {
@@ -186,7 +188,7 @@ TextureLayer& ObjectBuilder::addImageMap(const std::string& surfaceName, uint32_
     case chunkId("COLR"): stack = &s.color.layers; break;
     case chunkId("DIFF"): stack = &s.diffuse.layers; break;
     case chunkId("LUMI"): stack = &s.luminosity.layers; break;
-    case chunkId("SPEC"): stack = &s.specularity.layers; break;
+    case lwo::kSpecularChunk: stack = &s.specularity.layers; break;
     case chunkId("GLOS"): stack = &s.glossiness.layers; break;
     case chunkId("REFL"): stack = &s.reflectivity.layers; break;
     case chunkId("TRAN"): stack = &s.transparency.layers; break;

@@ -10,6 +10,9 @@
 
 namespace host::lwo {
 
+// The specular level chunk, spelled out in bytes ('S' 'P' 'E' 'C').
+inline constexpr uint32_t kSpecularChunk = 0x53504543u;
+
 // A damaged file. Carries the chunk path and the file offset for the one message the reader
 // gives back.
 struct FormatError : std::runtime_error {

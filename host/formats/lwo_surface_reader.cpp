@@ -12,7 +12,7 @@ SurfaceChannel* scalarChannel(Surface& s, uint32_t id) {
   switch (id) {
     case chunkId("LUMI"): return &s.luminosity;
     case chunkId("DIFF"): return &s.diffuse;
-    case chunkId("SPEC"): return &s.specularity;
+    case kSpecularChunk: return &s.specularity;
     case chunkId("GLOS"): return &s.glossiness;
     case chunkId("REFL"): return &s.reflectivity;
     case chunkId("TRAN"): return &s.transparency;
@@ -265,7 +265,7 @@ struct NodeAttribute {
 const NodeAttribute kNodeAttributes[] = {
     {"Luminosity", &Surface::luminosity, chunkId("LUMI")},
     {"Diffuse", &Surface::diffuse, chunkId("DIFF")},
-    {"Specular", &Surface::specularity, chunkId("SPEC")},
+    {"Specular", &Surface::specularity, kSpecularChunk},
     {"Glossiness", &Surface::glossiness, chunkId("GLOS")},
     {"Reflection", &Surface::reflectivity, chunkId("REFL")},
     {"Transparency", &Surface::transparency, chunkId("TRAN")},

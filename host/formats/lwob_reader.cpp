@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "host/formats/lwo_chunks.h"
+
 namespace host::lwo {
 namespace {
 
@@ -10,7 +12,7 @@ uint32_t textureChannel(uint32_t id) {
   switch (id) {
     case chunkId("CTEX"): return chunkId("COLR");
     case chunkId("DTEX"): return chunkId("DIFF");
-    case chunkId("STEX"): return chunkId("SPEC");
+    case chunkId("STEX"): return kSpecularChunk;
     case chunkId("RTEX"): return chunkId("REFL");
     case chunkId("TTEX"): return chunkId("TRAN");
     case chunkId("LTEX"): return chunkId("LUMI");
@@ -143,7 +145,7 @@ class LwobSurfaceReader {
     switch (id) {
       case chunkId("LUMI"): return 0;
       case chunkId("DIFF"): return 1;
-      case chunkId("SPEC"): return 2;
+      case kSpecularChunk: return 2;
       case chunkId("REFL"): return 3;
       case chunkId("TRAN"): return 4;
       default: return -1;
@@ -171,7 +173,7 @@ class LwobSurfaceReader {
     switch (t.channel) {
       case chunkId("COLR"): stack = &s.color.layers; break;
       case chunkId("DIFF"): stack = &s.diffuse.layers; break;
-      case chunkId("SPEC"): stack = &s.specularity.layers; break;
+      case kSpecularChunk: stack = &s.specularity.layers; break;
       case chunkId("REFL"): stack = &s.reflectivity.layers; break;
       case chunkId("TRAN"): stack = &s.transparency.layers; break;
       case chunkId("LUMI"): stack = &s.luminosity.layers; break;

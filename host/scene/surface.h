@@ -41,7 +41,7 @@ struct Surface {
   ColorChannel color;                     // COLR ("BaseColor")
   SurfaceChannel luminosity;              // LUMI
   SurfaceChannel diffuse{1.0, 0, {}};            // DIFF
-  SurfaceChannel specularity;             // SPEC
+  SurfaceChannel specularity;             // specular level
   SurfaceChannel glossiness{0.4, 0, {}};         // GLOS
   SurfaceChannel reflectivity;            // REFL
   SurfaceChannel transparency;            // TRAN

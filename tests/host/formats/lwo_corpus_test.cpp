@@ -185,7 +185,7 @@ TEST(LwoCorpus, OldFormatSurfacesAndTextures) {
   EXPECT_EQ(s.name, "Test");
   EXPECT_NEAR(s.color.value[1], 128.0 / 255.0, 1e-9);
   EXPECT_NEAR(s.color.value[2], 192.0 / 255.0, 1e-9);
-  EXPECT_NEAR(s.specularity.value, 0.3, 1e-6);  // the exact VSPC, not SPEC's 77/256
+  EXPECT_NEAR(s.specularity.value, 0.3, 1e-6);  // the exact VSPC, not the integer level's 77/256
   EXPECT_NEAR(s.glossiness.value, 0.6, 1e-9);   // exponent 64
   ASSERT_EQ(s.color.layers.size(), 1u);
   const TextureLayer& t = s.color.layers[0];
