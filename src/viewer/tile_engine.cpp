@@ -251,16 +251,19 @@ void viewMove(TileEngine* engine) {
     // Zoomed in: every f-th cell of the middle of the grid is still good.
     const double ratio = std::min(gw / vw, gh / vh);
     const int32_t f = ratio >= 4.0 ? 4 : 2;
+    // Kept in doubles: a view centre far off the grid must still move the grid to it.
     auto offset = [n, f](double centre, double low, double extent) {
-      const double c = (centre - low) / extent * (n - 1) + 0.5;
-      const int32_t cell = static_cast<int32_t>(std::floor(c));
-      const int32_t snapped = static_cast<int32_t>(std::floor((cell + 4) / 8.0)) * 8;
-      return snapped * f - n / 2;
+      const double cell = std::floor((centre - low) / extent * (n - 1) + 0.5);
+      return std::floor((cell + 4) / 8) * 8 * f - n / 2;
     };
-    const int32_t ox = offset((v.left + v.right) / 2, g.left, gw);
-    const int32_t oy = offset((v.bottom + v.top) / 2, g.bottom, gh);
+    const double ox = offset((v.left + v.right) / 2, g.left, gw);
+    const double oy = offset((v.bottom + v.top) / 2, g.bottom, gh);
+    // Beyond (f + 1) grids either way no cell has a source, and the clamp keeps that so.
+    auto cells = [n, f](double o) {
+      return static_cast<int32_t>(std::clamp(o, -(f + 1.0) * n, (f + 1.0) * n));
+    };
     moveBuffers(engine, [&](ImageLayer* layer, const uint8_t* fill) {
-      blockMagnify(layer->buffer, n, layer->cellBytes, f, ox, oy, fill);
+      blockMagnify(layer->buffer, n, layer->cellBytes, f, cells(ox), cells(oy), fill);
     });
     const double sx = gw / (static_cast<double>(n - 1) * f);
     const double sy = gh / (static_cast<double>(n - 1) * f);
@@ -276,11 +279,12 @@ void viewMove(TileEngine* engine) {
     simpleLockEnter(engine->imageLock);
   } else {
     // Panned off the grid: recentre it on the view and keep the overlap.
-    const int32_t dx = static_cast<int32_t>(std::lround((v.left - (gw - vw) / 2 - g.left) * n / gw));
-    const int32_t dy =
-        static_cast<int32_t>(std::lround((v.bottom - (gh - vh) / 2 - g.bottom) * n / gh));
+    const double dx = std::round((v.left - (gw - vw) / 2 - g.left) * n / gw);
+    const double dy = std::round((v.bottom - (gh - vh) / 2 - g.bottom) * n / gh);
+    // A whole grid or more keeps nothing, so the shift itself never needs to go further.
+    auto cells = [n](double d) { return static_cast<int32_t>(std::clamp(-d, -1.0 * n, 1.0 * n)); };
     moveBuffers(engine, [&](ImageLayer* layer, const uint8_t* fill) {
-      blockShift(layer->buffer, n, layer->cellBytes, -dx, -dy, fill);
+      blockShift(layer->buffer, n, layer->cellBytes, cells(dx), cells(dy), fill);
     });
     const double mx = dx * gw / n, my = dy * gh / n;
     engine->gridRect = {g.left + mx, g.right + mx, g.bottom + my, g.top + my};
