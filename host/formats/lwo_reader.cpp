@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
-#include <iterator>
 
 #include "host/formats/lwo_chunks.h"
 #include "host/formats/lwo_surface_reader.h"
@@ -311,15 +310,18 @@ bool readObjectBuffer(const uint8_t* data, size_t size, const std::string& name,
 }
 
 bool readObjectFile(const std::string& path, ObjectModel& out, std::string& error) {
-  std::ifstream in(path, std::ios::binary);
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
   if (!in) {
     error = path + ": cannot open the file";
     out = ObjectModel();
     return false;
   }
-  std::vector<uint8_t> data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) {
+  std::streamoff size = in.tellg();
+  std::vector<uint8_t> data(size > 0 ? size_t(size) : 0);
+  in.seekg(0);
+  if (!in.read(reinterpret_cast<char*>(data.data()), std::streamsize(data.size()))) {
     error = path + ": read error";
+    out = ObjectModel();
     return false;
   }
   return readObjectBuffer(data.data(), data.size(), path, out, error);
