@@ -291,6 +291,20 @@ TEST(TileEngine, LayerWithoutBufferHasNoImageAndIsSkipped) {
   });
 }
 
+TEST(TileEngine, RemovedInputLeavesItsReaderRunning) {
+  Harness h(32, 8);
+  h.add(1);
+  h.add(2);
+  ASSERT_TRUE(engineConnect(h.e, 1, 2, 0));
+  ASSERT_TRUE(h.start());
+  engineRemoveLayer(h.e, 1);
+  const size_t before = h.logSize();
+  ASSERT_TRUE(h.settle([&] { engineInvalidate(h.e, 2); }));
+  EXPECT_EQ(static_cast<size_t>(h.n * h.n), h.evaluationsOf(2, before));
+  EXPECT_EQ(nullptr, engineGetLayerImage(h.e, 1, nullptr, nullptr, nullptr, nullptr));
+  EXPECT_FALSE(engineConnect(h.e, 1, 2, 0)) << "connected to a removed layer";
+}
+
 // The view starts at (0, 0)-(1, 1), so the grid covers -0.2 to 1.2 with 64 cells a side.
 struct ViewMove : ::testing::Test {
   Harness h{64, 8};
