@@ -111,11 +111,11 @@ double bezier2D(const std::vector<EnvelopeKey>& keys, size_t i0, double time) {
 }
 
 // Brings a time into [lo, hi) and tells how many whole periods it was moved by.
-double wrapTime(double time, double lo, double hi, long& periods) {
+double wrapTime(double time, double lo, double hi, double& periods) {
   const double span = hi - lo;
-  if (span <= 0.0) { periods = 0; return lo; }
+  if (span <= 0.0 || !std::isfinite(time)) { periods = 0; return lo; }
   const double n = std::floor((time - lo) / span);
-  periods = static_cast<long>(n);
+  periods = n;
   double t = time - n * span;
   if (t >= hi) t = hi;  // rounding at the far end
   if (t < lo) t = lo;
@@ -135,7 +135,7 @@ double Envelope::evaluate(double time) const {
   const bool before = time < first.time, after = time > last.time;
   if (before || after) {
     const EnvBehavior behavior = before ? pre : post;
-    long periods = 0;
+    double periods = 0;
     switch (behavior) {
       case EnvBehavior::Reset:
         return 0.0;
@@ -146,20 +146,22 @@ double Envelope::evaluate(double time) const {
         break;
       case EnvBehavior::Oscillate:
         time = wrapTime(time, first.time, last.time, periods);
-        if (periods % 2 != 0) time = first.time + last.time - time;
+        if (std::fmod(periods, 2.0) != 0.0) time = first.time + last.time - time;
         break;
       case EnvBehavior::OffsetRepeat:
         time = wrapTime(time, first.time, last.time, periods);
-        offset = static_cast<double>(periods) * (last.value - first.value);
+        offset = periods * (last.value - first.value);
         break;
       case EnvBehavior::Linear:
         if (before) {
-          const double slope = outgoing(keys, 0) / (keys[1].time - first.time);
-          return slope * (time - first.time) + first.value;
+          const double span = keys[1].time - first.time;
+          if (span <= 0.0) return first.value;
+          return outgoing(keys, 0) / span * (time - first.time) + first.value;
         } else {
           const size_t n = keys.size();
-          const double slope = incoming(keys, n - 2) / (last.time - keys[n - 2].time);
-          return slope * (time - last.time) + last.value;
+          const double span = last.time - keys[n - 2].time;
+          if (span <= 0.0) return last.value;
+          return incoming(keys, n - 2) / span * (time - last.time) + last.value;
         }
     }
   }

@@ -3,6 +3,8 @@
 // Kochanek-Bartels tangents, cubic Bezier handles, and the six pre and post behaviours.
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "host/scene/envelope.h"
 
 namespace host {
@@ -136,6 +138,7 @@ TEST(Envelope, BehavioursOutsideTheKeys) {
   EXPECT_DOUBLE_EQ(repeat.evaluate(3.5), 1.0);   // as at 1.5
   EXPECT_DOUBLE_EQ(repeat.evaluate(-0.25), 1.5);  // as at 1.75
   EXPECT_DOUBLE_EQ(repeat.evaluate(7.5), 1.0);   // two periods on
+  EXPECT_TRUE(std::isfinite(repeat.evaluate(1e300)));
 
   Envelope osc = make(EnvBehavior::Oscillate, EnvBehavior::Oscillate);
   EXPECT_DOUBLE_EQ(osc.evaluate(3.5), 3.0);   // first period after: mirrored, as at 2.5
