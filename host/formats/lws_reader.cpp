@@ -495,6 +495,13 @@ class LwsParser {
       block.lines.push_back(raw);
     }
     Item* item = currentAny();
+    // Newer scenes may tell a light's kind only by its handler.
+    if (item && item->type == ItemType::Light && block.serverClass == "LightHandler" &&
+        !lightTypeGiven_.count(current_)) {
+      static const char* const kHandlers[] = {"DistantLight", "PointLight", "SpotLight", "LinearLight", "AreaLight"};
+      for (int k = 0; k < 5; ++k)
+        if (block.name == kHandlers[k]) item->light.kind = LightKind(k);
+    }
     if (item && isItemServerClass(block.serverClass)) item->plugins.push_back(std::move(block));
     else scene_.plugins.push_back(std::move(block));
   }
@@ -669,6 +676,7 @@ class LwsParser {
       if (key == "LightType") {
         const long t = integer(w, 1, line);
         if (t < 0 || t > 4) fail(line, "unknown light type " + std::to_string(t));
+        lightTypeGiven_[current_] = true;
         return void(l.kind = LightKind(t));
       }
       if (key == "LightFalloffType") {
@@ -884,6 +892,7 @@ class LwsParser {
   std::map<int, std::pair<int, int>> cameraSize_;
   std::map<int, bool> regionGiven_;
   std::map<int, bool> useGlobal_;
+  std::map<int, bool> lightTypeGiven_;
   int globalWidth_ = 0, globalHeight_ = 0;
   double globalMultiplier_ = 1.0, globalAspect_ = 0.0;
   std::string currentCamera_;

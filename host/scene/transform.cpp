@@ -123,6 +123,15 @@ class Placement {
 
   Affine local(int index, const Affine& parent) {
     const Item& item = scene_.item(index);
+    Affine a;
+    a.linear = rotationHPB(angles(index, parent)) * scaling(channels(item, ScaleX, time_));
+    a.translation = channels(item, PositionX, time_);
+    return a;
+  }
+
+  // Heading, pitch and bank: the channels', or those that aim the item at its target.
+  Vec3 angles(int index, const Affine& parent) {
+    const Item& item = scene_.item(index);
     Vec3 hpb = channels(item, Heading, time_);
     const Vec3 position = channels(item, PositionX, time_);
     if (validIndex(scene_, item.target) && item.target != index && (item.targetHeading || item.targetPitch)) {
@@ -135,10 +144,12 @@ class Placement {
         if (item.targetPitch) hpb[1] = std::atan2(-d[1], std::hypot(d[0], d[2]));
       }
     }
-    Affine a;
-    a.linear = rotationHPB(hpb) * scaling(channels(item, ScaleX, time_));
-    a.translation = position;
-    return a;
+    return hpb;
+  }
+
+  Affine parentOf(int index) {
+    const int parent = scene_.item(index).parent;
+    return validIndex(scene_, parent) ? world(parent) : Affine{};
   }
 
  private:
@@ -152,8 +163,7 @@ class Placement {
 
 Affine itemLocalTransform(const Scene& scene, int index, double time) {
   Placement placement(scene, time);
-  const int parent = scene.item(index).parent;
-  return placement.local(index, validIndex(scene, parent) ? placement.world(parent) : Affine{});
+  return placement.local(index, placement.parentOf(index));
 }
 
 Affine itemWorldTransform(const Scene& scene, int index, double time) {
@@ -178,7 +188,10 @@ Vec3 itemParam(const Scene& scene, int index, ItemParam param, double time) {
   const Item& item = scene.item(index);
   switch (param) {
     case ItemParam::Position: return channels(item, PositionX, time);
-    case ItemParam::Rotation: return channels(item, Heading, time);
+    case ItemParam::Rotation: {
+      Placement placement(scene, time);
+      return placement.angles(index, placement.parentOf(index));
+    }
     case ItemParam::Scaling: return channels(item, ScaleX, time);
     case ItemParam::Pivot: return item.pivotPosition;
     case ItemParam::PivotRotation: return item.pivotRotation;

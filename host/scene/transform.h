@@ -49,7 +49,7 @@ Affine itemObjectToWorld(const Scene& scene, int index, double time);    // obje
 enum class ItemParam {
   Position,       // in the parent's frame
   Right, Up, Forward,  // the item's x, y, z axes in world space, scaled by the item's scaling
-  Rotation,       // heading, pitch, bank
+  Rotation,       // heading, pitch, bank, with a target's aim
   Scaling,        // the item's own scaling
   Pivot,          // pivot point, in object coordinates
   WorldPosition,  // the item's origin (its pivot point) in world space

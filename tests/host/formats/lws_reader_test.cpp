@@ -102,9 +102,10 @@ EndPlugin
 
 AddLight 20000001
 LightName Fill
-LightType 4
 LightQuality 4
 ShadowType 0
+Plugin LightHandler 1 AreaLight
+EndPlugin
 
 AddCamera 30000000
 CameraName Main Camera

@@ -103,6 +103,7 @@ TEST(Transform, TargetsAimTheZAxis) {
   scene.item(goal).setPosition({2, 0, 2});
   const double r = std::sqrt(0.5);
   expectVec(itemParam(scene, cam, ItemParam::Forward, 0), {r, 0, r}, "heading 45");
+  expectVec(itemParam(scene, cam, ItemParam::Rotation, 0), {kQuarter / 2, 0, 0}, "aimed rotation");
   scene.item(goal).setPosition({0, -3, 0});
   expectVec(itemParam(scene, cam, ItemParam::Forward, 0), {0, -1, 0}, "pitch 90");
   // Only heading follows: pitch stays with its channel (0).
