@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "host/cli/command.h"
+#include "host/cli/info_command.h"
 
 int main(int argc, char** argv) {
   CLI::App program{"Ombrel: loads the ombrel.p plug-in module and drives it as Layout does.", "ombrel"};
@@ -13,6 +14,7 @@ int main(int argc, char** argv) {
 
   const std::vector<cli::Command> commands = {
       cli::addServersCommand(program),
+      cli::addInfoCommand(program),
   };
 
   try {
