@@ -1,0 +1,3 @@
+#include "capture/geometry_ops.h"
+
+CaptureGeometryOps captureGeometryOps = {};
