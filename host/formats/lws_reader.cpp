@@ -94,7 +94,7 @@ class LwsParser {
   LwsParser(const std::string& text, const std::string& path, Scene& scene, const LwsReadOptions& options,
             std::vector<std::string>* warnings)
       : path_(path), scene_(scene), options_(options), warnings_(warnings) {
-    size_t start = 0;
+    size_t start = text.rfind("\xEF\xBB\xBF", 0) == 0 ? 3 : 0;  // a byte-order mark some editors add
     while (start <= text.size()) {
       size_t end = text.find('\n', start);
       if (end == std::string::npos) end = text.size();

@@ -331,7 +331,7 @@ TEST(LwsReader, FindsObjectsAndWarnsOfMissingOnes) {
   Scene out;
   std::string error;
   std::vector<std::string> warnings;
-  ASSERT_TRUE(readSceneText("LWSC\n3\n\nLoadObjectLayer 1 nowhere.lwo\n", scene, out, error, objects.options(),
+  ASSERT_TRUE(readSceneText("\xEF\xBB\xBFLWSC\r\n3\r\n\r\nLoadObjectLayer 1 nowhere.lwo\r\n", scene, out, error, objects.options(),
                             &warnings))
       << error;
   ASSERT_EQ(out.items.size(), 1u);
