@@ -204,6 +204,8 @@ bool write(const Pixmap& p, const ImageSaver& saver, const std::string& name, st
   }
   OIIO::ImageSpec spec(p.width, p.height, channels, type);
   if (channels == 2 || channels == 4) spec.alpha_channel = channels - 1;
+  // Colour and alpha go to the file as given: nothing is divided by alpha on the way.
+  spec.attribute("oiio:UnassociatedAlpha", 1);
   if (format == "jpeg") spec.attribute("Compression", "jpeg:95");
 
   const bool integer = type != OIIO::TypeDesc::FLOAT;

@@ -40,7 +40,11 @@ float ImagePixels::luma(int x, int y) const {
 }
 
 bool readImagePixels(const std::string& path, ImagePixels& out, std::string& error) {
-  auto in = OIIO::ImageInput::open(path);
+  // Colours come as the file keeps them, not multiplied by alpha: a layer's coverage applies
+  // the alpha itself.
+  OIIO::ImageSpec config;
+  config.attribute("oiio:UnassociatedAlpha", 1);
+  auto in = OIIO::ImageInput::open(path, &config);
   if (!in) {
     error = OIIO::geterror();
     if (error.empty()) error = "not an image file that can be read";
