@@ -258,6 +258,9 @@ void layer(Writer& w, const Layer& l) {
     w.id(type);
     for (size_t i = begin; i < end; ++i) {
       const Polygon& p = l.polygons[i];
+      if (p.vertices.size() > 0x03FF)
+        w.overflow("polygon " + std::to_string(i) + " has " + std::to_string(p.vertices.size()) +
+                   " corners, more than 1023");
       w.u2(uint16_t((p.flags << 10) | (p.vertices.size() & 0x03FF)));
       for (uint32_t v : p.vertices) w.vx(v);
     }
@@ -298,7 +301,7 @@ void layer(Writer& w, const Layer& l) {
 
 }  // namespace
 
-std::vector<uint8_t> writeLwo2(const ObjectModel& model) {
+bool writeLwo2(const ObjectModel& model, std::vector<uint8_t>& out, std::string& error) {
   Writer w;
   w.begin(chunkId("FORM"), true);
   w.id(chunkId("LWO2"));
@@ -310,11 +313,25 @@ std::vector<uint8_t> writeLwo2(const ObjectModel& model) {
   for (const Clip& c : model.clips) clip(w, c);
   for (const Surface& s : model.surfaces) surface(w, s);
   w.end();
-  return std::move(w.data());
+  if (!w.problem().empty()) {
+    error = model.fileName + ": " + w.problem();
+    out.clear();
+    return false;
+  }
+  out = std::move(w.data());
+  return true;
+}
+
+std::vector<uint8_t> writeLwo2(const ObjectModel& model) {
+  std::vector<uint8_t> out;
+  std::string error;
+  writeLwo2(model, out, error);
+  return out;
 }
 
 bool writeLwo2File(const ObjectModel& model, const std::string& path, std::string& error) {
-  std::vector<uint8_t> data = writeLwo2(model);
+  std::vector<uint8_t> data;
+  if (!writeLwo2(model, data, error)) return false;
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   if (!out) {
     error = path + ": cannot create the file";

@@ -110,7 +110,7 @@ void Writer::s0(const std::string& s) {
 
 void Writer::begin(uint32_t chunk, bool longLength) {
   id(chunk);
-  open_.push_back({data_.size(), longLength});
+  open_.push_back({data_.size(), longLength, chunk});
   if (longLength) u4(0);
   else u2(0);
 }
@@ -120,6 +120,8 @@ void Writer::end() {
   open_.pop_back();
   size_t start = o.lengthAt + (o.longLength ? 4 : 2);
   size_t length = data_.size() - start;
+  if (length > (o.longLength ? 0xFFFFFFFFu : 0xFFFFu))
+    overflow("chunk " + idName(o.chunk) + " holds " + std::to_string(length) + " bytes, more than its length field can say");
   if (o.longLength) {
     for (int i = 0; i < 4; ++i) data_[o.lengthAt + i] = uint8_t(length >> (24 - 8 * i));
   } else {

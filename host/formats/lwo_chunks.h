@@ -106,11 +106,16 @@ class Writer {
   void begin(uint32_t chunk, bool longLength);
   void end();
   std::vector<uint8_t>& data() { return data_; }
+  // Set when something didn't fit its field (a sub-chunk over 65535 bytes, a polygon of more
+  // than 1023 corners): the bytes are then not a valid file.
+  void overflow(const std::string& what) { if (problem_.empty()) problem_ = what; }
+  const std::string& problem() const { return problem_; }
 
  private:
-  struct Open { size_t lengthAt; bool longLength; };
+  struct Open { size_t lengthAt; bool longLength; uint32_t chunk; };
   std::vector<uint8_t> data_;
   std::vector<Open> open_;
+  std::string problem_;
 };
 
 }  // namespace host::lwo

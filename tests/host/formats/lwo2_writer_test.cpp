@@ -252,6 +252,32 @@ TEST(Lwo2Writer, LargeIndicesUseTheLongForm) {
   expectSameModel(model, back);
 }
 
+TEST(Lwo2Writer, ModelsTheFormatCantHoldAreRefused) {
+  ObjectBuilder b("wide.lwo");
+  std::vector<uint32_t> ring;
+  for (int i = 0; i < 1100; ++i) ring.push_back(b.addPoint(std::cos(i * 0.01f), std::sin(i * 0.01f), 0));
+  b.addPolygon(ring, "S");
+  std::vector<uint8_t> bytes;
+  std::string error;
+  EXPECT_FALSE(writeLwo2(b.model(), bytes, error));
+  EXPECT_NE(error.find("1100 corners"), std::string::npos) << error;
+  EXPECT_TRUE(writeLwo2(b.model()).empty());
+
+  ObjectBuilder t("long.lwo");
+  t.addBox({0, 0, 0}, {1, 1, 1}, "S");
+  t.surface("S").vertexColorMap = std::string(70000, 'x');
+  EXPECT_FALSE(writeLwo2(t.model(), bytes, error));
+  EXPECT_NE(error.find("VCOL"), std::string::npos) << error;
+  t.surface("S").vertexColorMap.clear();
+  TextureLayer proc;
+  proc.type = TextureType::Procedural;
+  proc.channel = chunkId("COLR");
+  proc.procedureData.resize(70000);
+  t.surface("S").color.layers.push_back(proc);
+  EXPECT_FALSE(writeLwo2File(t.model(), std::string(OMBREL_BINARY_DIR) + "/lwo2_writer_test_long.lwo", error));
+  EXPECT_NE(error.find("FUNC"), std::string::npos) << error;
+}
+
 TEST(Lwo2Writer, FileIsWrittenAndReadFromDisk) {
   ObjectBuilder b("box.lwo");
   b.addBox({0, 0, 0}, {1, 1, 1}, "Default");
