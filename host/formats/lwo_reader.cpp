@@ -81,7 +81,10 @@ class ObjectReader {
     l.flags = c.u2();
     for (int a = 0; a < 3; ++a) l.pivot[a] = c.f4();
     l.name = c.atEnd() ? std::string() : c.s0Lenient();
-    if (c.left() >= 2) l.parent = c.u2();
+    if (c.left() >= 2) {
+      uint16_t parent = c.u2();
+      l.parent = parent == 0xFFFF ? -1 : parent;  // some writers spell "no parent" this way
+    }
     out_.layers.push_back(std::move(l));
     pointBase_ = polygonBase_ = 0;
   }

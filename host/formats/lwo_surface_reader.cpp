@@ -335,7 +335,7 @@ void readEntry(Sub& entry, Surface& s) {
     if (name == "Color" && value.numbers.size() >= 3)
       for (int i = 0; i < 3; ++i) s.color.value[i] = value.numbers[i];
     for (TextureLayer& t : value.layers) {
-      t.channel = a.textureChannel ? a.textureChannel : chunkId("BUMP");
+      t.channel = a.textureChannel;  // 0 puts it with the layers of channels not read
       addLayer(s, std::move(t));
     }
     return;

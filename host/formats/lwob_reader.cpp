@@ -229,12 +229,23 @@ void readPolygons(Cursor& c, Layer& layer) {
 
 void readLwob(Cursor& form, ObjectModel& out) {
   out.layers.emplace_back();
-  Layer& layer = out.layers.back();
+  bool layerNamed = false;
   LwobSurfaceReader surfaces(out);
   Sub sub;
   while (nextSub(form, true, sub)) {
     Cursor& c = sub.body;
+    Layer& layer = out.layers.back();
     switch (sub.id) {
+      case chunkId("LAYR"): {
+        // Layered files of this generation: number, flags, name; points and polygons follow.
+        if (layerNamed || !layer.points.empty() || !layer.polygons.empty()) out.layers.emplace_back();
+        Layer& l = out.layers.back();
+        l.number = c.u2();
+        l.flags = c.u2();
+        l.name = c.atEnd() ? std::string() : c.s0Lenient();
+        layerNamed = true;
+        break;
+      }
       case chunkId("SRFS"):
         while (!c.atEnd()) out.tags.push_back(c.s0Lenient());
         break;
@@ -252,9 +263,10 @@ void readLwob(Cursor& form, ObjectModel& out) {
       default: break;
     }
   }
-  for (const Polygon& p : layer.polygons)
-    if (p.surface >= 0 && size_t(p.surface) >= out.tags.size())
-      throw FormatError("polygon surface " + std::to_string(p.surface + 1) + " not in SRFS",
+  for (const Layer& layer : out.layers)
+    for (const Polygon& p : layer.polygons)
+      if (p.surface >= 0 && size_t(p.surface) >= out.tags.size())
+        throw FormatError("polygon surface " + std::to_string(p.surface + 1) + " not in SRFS",
                         form.chunk() + "/POLS", form.pos());
 }
 

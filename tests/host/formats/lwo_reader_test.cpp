@@ -271,6 +271,25 @@ TEST(LwoReader, OldFormatDetailPolygonsAndSurfaceNumbers) {
   EXPECT_DOUBLE_EQ(two->color.value[0], 1.0);
   EXPECT_DOUBLE_EQ(two->color.value[2], 0.2);
 
+  // The layered variant: each LAYR starts a layer whose polygons count from its own points.
+  std::vector<uint8_t> layered = {'F', 'O', 'R', 'M', 0, 0, 0, 0, 'L', 'W', 'L', 'O'};
+  d.swap(layered);
+  chunk("SRFS", {'O', 'n', 'e', 0});
+  chunk("LAYR", {0, 1, 0, 0, 'A', 0});
+  chunk("PNTS", std::vector<uint8_t>(36, 0));
+  chunk("POLS", {0, 3, 0, 0, 0, 1, 0, 2, 0, 1});
+  chunk("LAYR", {0, 2, 0, 0, 'B', 0});
+  chunk("PNTS", std::vector<uint8_t>(48, 0));
+  chunk("POLS", {0, 4, 0, 0, 0, 1, 0, 2, 0, 3, 0, 1});
+  put32(d, 4, uint32_t(d.size() - 8));
+  ASSERT_TRUE(readObjectBuffer(d.data(), d.size(), "layered.lwo", m, error)) << error;
+  ASSERT_EQ(m.layers.size(), 2u);
+  EXPECT_EQ(m.layers[1].name, "B");
+  EXPECT_EQ(m.layers[1].number, 2);
+  EXPECT_EQ(m.layers[1].points.size(), 4u);
+  EXPECT_EQ(m.layers[1].polygons.at(0).vertices.size(), 4u);
+  d.swap(layered);
+
   // Surface number 3 doesn't exist.
   std::vector<uint8_t> bad = d;
   size_t at = find(bad, "SURF", find(bad, "POLS"));
