@@ -1,0 +1,3 @@
+#include "shading/radiosity_settings.h"
+
+RadiositySettings radiositySettings = kDefaultRadiositySettings;
