@@ -24,10 +24,14 @@ struct ParseError {
   std::string what;
 };
 
+// Blank means the same here as it does to the word splitter below, so a trimmed line that
+// isn't empty always has a first word.
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f'; }
+
 std::string trim(const std::string& s) {
   size_t a = 0, b = s.size();
-  while (a < b && (s[a] == ' ' || s[a] == '\t' || s[a] == '\r')) ++a;
-  while (b > a && (s[b - 1] == ' ' || s[b - 1] == '\t' || s[b - 1] == '\r')) --b;
+  while (a < b && isBlank(s[a])) ++a;
+  while (b > a && isBlank(s[b - 1])) --b;
   return s.substr(a, b - a);
 }
 

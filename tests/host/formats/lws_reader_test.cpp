@@ -425,6 +425,19 @@ TEST(LwsReader, DamagedScenesFailWithFileAndLine) {
   }
 }
 
+// Lines of nothing but control white space (a vertical tab, a form feed) count as blank
+// everywhere, inside envelopes too, instead of passing for a line with no first word.
+TEST(LwsReader, ControlWhiteSpaceLinesAreBlank) {
+  const std::string text =
+      "LWSC\n3\n\nAddNullObject N\nObjectMotion\nNumChannels 1\nChannel 0\n{ Envelope\n  1\n\v\n\f \n"
+      "  Key 2.5 0 0 0 0 0 0 0 0\n}\n";
+  Scene scene;
+  std::string error;
+  ASSERT_TRUE(readSceneText(text, "blank.lws", scene, error)) << error;
+  ASSERT_EQ(scene.items.size(), 1u);
+  EXPECT_DOUBLE_EQ(scene.items[0].motion[0].at(0.0), 2.5);
+}
+
 TEST(LwsReader, EveryTruncationEndsCleanly) {
   // Cut the full scene after every line and in the middle of lines: each cut either reads or
   // fails with one message naming the file, and never crashes.
