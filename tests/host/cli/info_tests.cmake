@@ -1,5 +1,4 @@
 # Tests of `ombrel info`: they run the built program on written and corpus files.
-# Included from the services tests' folder, which builds the libraries they use.
 file(GLOB info_tests CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/info_*_test.cpp)
 if(info_tests AND TARGET ombrel AND TARGET host_services)
   ombrel_test(ombrel_info_tests SOURCES ${info_tests}
