@@ -43,8 +43,10 @@ double clampUnit(double value) {
 int MicropolIlluminate(LWItemID light, const LWDVector position, LWDVector direction, LWDVector color) {
   double d[3] = {0.0, 0.0, 0.0};
   try {
-    LWLightInfo* lights = globalServices.lightInfo3 ? globalServices.lightInfo3 : globalServices.lightInfo;
-    if (lights && lights->type(light) == LWLIGHT_DISTANT) {
+    int lightType = -1;
+    if (globalServices.lightInfo3) lightType = globalServices.lightInfo3->type(light);
+    else if (globalServices.lightInfo) lightType = globalServices.lightInfo->type(light);
+    if (lightType == LWLIGHT_DISTANT) {
       globalServices.itemInfo->param(light, LWIP_FORWARD, captureTime, d);
     } else {
       double at[3] = {0.0, 0.0, 0.0};

@@ -59,7 +59,7 @@ int serverStart(GlobalFunc* global) {
   s.directoryInfo = as<LWDirInfoFunc>(acquireVersioned(global, LWDIRINFOFUNC_GLOBAL, 2));
   s.surfaceFuncs = as<LWSurfaceFuncs>(acquireVersioned(global, LWSURFACEFUNCS_GLOBAL, 3));
   s.lightInfo3 = as<LWLightInfo>(acquireVersioned(global, LWLIGHTINFO3_GLOBAL, 1));
-  s.lightInfo = as<LWLightInfo>(acquireVersioned(global, LWLIGHTINFO_GLOBAL, 2));
+  s.lightInfo = as<LWLightInfoV2>(acquireVersioned(global, LWLIGHTINFO_GLOBAL, 2));
   s.cameraInfo = as<LWCameraInfo>(acquireVersioned(global, LWCAMERAINFO_GLOBAL, 2));
   s.imageList = as<LWImageList>(acquireVersioned(global, LWIMAGELIST_GLOBAL, 3));
   s.boneInfo = as<LWBoneInfo>(acquireVersioned(global, LWBONEINFO_GLOBAL, 2));

@@ -24,7 +24,7 @@ struct GlobalServices {
   LWDirInfoFunc* directoryInfo;
   LWSurfaceFuncs* surfaceFuncs;
   LWLightInfo* lightInfo3;  // the newer light members, when the host has them
-  LWLightInfo* lightInfo;
+  LWLightInfoV2* lightInfo;  // the older table: no time in coneAngles, range and quality
   LWCameraInfo* cameraInfo;
   LWImageList* imageList;
   LWBoneInfo* boneInfo;
