@@ -202,11 +202,11 @@ bool write(const Pixmap& p, const ImageSaver& saver, const std::string& name, st
     reason = "this build can't write " + std::string(saver.name) + " files: " + OIIO::geterror();
     return false;
   }
-  OIIO::ImageSpec spec(p.width, p.height, channels, type);
-  if (channels == 2 || channels == 4) spec.alpha_channel = channels - 1;
+  OIIO::ImageSpec layout(p.width, p.height, channels, type);
+  if (channels == 2 || channels == 4) layout.alpha_channel = channels - 1;
   // Colour and alpha go to the file as given: nothing is divided by alpha on the way.
-  spec.attribute("oiio:UnassociatedAlpha", 1);
-  if (format == "jpeg") spec.attribute("Compression", "jpeg:95");
+  layout.attribute("oiio:UnassociatedAlpha", 1);
+  if (format == "jpeg") layout.attribute("Compression", "jpeg:95");
 
   const bool integer = type != OIIO::TypeDesc::FLOAT;
   std::vector<float> data(size_t(p.width) * size_t(p.height) * size_t(channels));
@@ -220,7 +220,7 @@ bool write(const Pixmap& p, const ImageSaver& saver, const std::string& name, st
       d[c] = v;
     }
   }
-  if (!out->open(name, spec)) {
+  if (!out->open(name, layout)) {
     reason = out->geterror();
     if (reason.empty()) reason = "the file can't be opened for writing";
     return false;

@@ -50,8 +50,8 @@ bool readImagePixels(const std::string& path, ImagePixels& out, std::string& err
     if (error.empty()) error = "not an image file that can be read";
     return false;
   }
-  const OIIO::ImageSpec& spec = in->spec();
-  const int w = spec.width, h = spec.height, n = spec.nchannels;
+  const OIIO::ImageSpec dims = in->spec_dimensions(0);
+  const int w = dims.width, h = dims.height, n = dims.nchannels;
   // Far beyond any texture; a damaged header is refused before it can ask for the memory.
   if (w <= 0 || h <= 0 || n <= 0 || double(w) * double(h) * double(n) > double(1u << 30)) {
     error = "the image's size (" + std::to_string(w) + " x " + std::to_string(h) + ", " +
@@ -66,8 +66,8 @@ bool readImagePixels(const std::string& path, ImagePixels& out, std::string& err
   }
   in->close();
 
-  // Keep grey, grey and alpha, RGB or RGBA; further channels are dropped.
-  const int alpha = spec.alpha_channel;
+  // Keep grey, grey and alpha, RGB or RGBA (alpha fourth, where the readers put it); further
+  // channels are dropped.
   int keep;
   int src[4] = {0, 0, 0, 0};
   if (n == 1) {
@@ -77,7 +77,7 @@ bool readImagePixels(const std::string& path, ImagePixels& out, std::string& err
   } else if (n == 3) {
     keep = 3, src[1] = 1, src[2] = 2;
   } else {
-    keep = 4, src[1] = 1, src[2] = 2, src[3] = alpha >= 0 && alpha < n ? alpha : 3;
+    keep = 4, src[1] = 1, src[2] = 2, src[3] = 3;
   }
   out.width = w;
   out.height = h;

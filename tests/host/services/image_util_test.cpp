@@ -49,7 +49,8 @@ Read readBack(const std::string& path) {
   OIIO::ImageSpec config;
   config.attribute("oiio:UnassociatedAlpha", 1);
   if (auto in = OIIO::ImageInput::open(path, &config)) {
-    r.w = in->spec().width, r.h = in->spec().height, r.n = in->spec().nchannels;
+    const OIIO::ImageSpec dims = in->spec_dimensions(0);
+    r.w = dims.width, r.h = dims.height, r.n = dims.nchannels;
     r.px.resize(size_t(r.w) * size_t(r.h) * size_t(r.n));
     in->read_image(0, 0, 0, r.n, OIIO::TypeDesc::FLOAT, r.px.data());
   }

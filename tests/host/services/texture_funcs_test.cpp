@@ -40,7 +40,8 @@ struct Picture {
 Picture readPicture(const fs::path& path) {
   Picture p;
   if (auto in = OIIO::ImageInput::open(path.string())) {
-    p.w = in->spec().width, p.h = in->spec().height, p.n = in->spec().nchannels;
+    const OIIO::ImageSpec dims = in->spec_dimensions(0);
+    p.w = dims.width, p.h = dims.height, p.n = dims.nchannels;
     p.px.resize(size_t(p.w) * size_t(p.h) * size_t(p.n));
     in->read_image(0, 0, 0, p.n, OIIO::TypeDesc::FLOAT, p.px.data());
   }
