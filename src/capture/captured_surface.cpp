@@ -55,7 +55,7 @@ LWTextureID ChannelTexture(LWSurfaceID surface, const char* channel, double time
   try {
     LWTextureID texture = globalServices.surfaceFuncs->getTex(surface, channel);
     if (texture) {
-      globalServices.textureFuncs->newtime(texture, time, captureFrameOf(time));
+      if (globalServices.textureFuncs) globalServices.textureFuncs->newtime(texture, time, captureFrameOf(time));
       ++*textureCount;
     }
     return texture;
