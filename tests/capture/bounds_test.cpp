@@ -135,7 +135,7 @@ TEST_F(BoundsTest, ABoxOfSideTwoAndAUniformScale) {
   EXPECT_NEAR(o->worldBounds.sphereRadiusSquared, 4.0 * o->localBounds.sphereRadiusSquared, 1e-9);
 }
 
-TEST_F(BoundsTest, FlatLineAndPointObjectsAreWidenedUnevenly) {
+TEST_F(BoundsTest, FlatAndPointObjectsAreWidenedUnevenly) {
   {
     // A triangle in z = 3: z gets width s = 0.01 x 2 about 3, lower end further out.
     CapturedObject* o = capture1({{0, 0, 3}, {1, 0, 3}, {0, 2, 3}}, {});
@@ -145,15 +145,6 @@ TEST_F(BoundsTest, FlatLineAndPointObjectsAreWidenedUnevenly) {
     EXPECT_NEAR(o->gridMinX, -pad, 1e-12);
     EXPECT_NEAR(o->gridMaxY, 2.0 + pad, 1e-12);
     expectHeld(o->localBounds, asDoubles(o), "flat");
-    TearDown();
-    SetUp();
-  }
-  {
-    // Along x only: y and z both widened around 0.
-    CapturedObject* o = capture1({{0, 0, 0}, {5, 0, 0}, {10, 0, 0}}, {});
-    EXPECT_NEAR(o->gridMinY, -0.53334 * 0.1 - 0.01, 1e-12);
-    EXPECT_NEAR(o->gridMaxZ, 0.46667 * 0.1 + 0.01, 1e-12);
-    expectHeld(o->localBounds, asDoubles(o), "line");
     TearDown();
     SetUp();
   }

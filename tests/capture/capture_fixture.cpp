@@ -1,5 +1,6 @@
 #include "capture_fixture.h"
 
+#include "rayengine/ray_engine.h"
 #include "runtime/memory.h"
 #include "runtime/module_load.h"
 
@@ -15,31 +16,33 @@ class RuntimeEnvironment : public ::testing::Environment {
 
 [[maybe_unused]] auto* const environment = ::testing::AddGlobalTestEnvironment(new RuntimeEnvironment);
 
-void freeGridDouble(CapturedObject* object) {
-  ++geometryCalls.frees;
-  memFree(object->cells);
-  object->cells = nullptr;
-}
+CaptureGeometryOps engine;  // as the ray engine installs itself
 
-void buildGridDouble(CapturedObject* object) {
+void countBuild(CapturedObject* object) {
   ++geometryCalls.builds;
-  if (object->cells) freeGridDouble(object);
-  object->cells = static_cast<void**>(memAllocZero(sizeof(void*)));
-  object->countX = object->countY = object->countZ = 1;
+  engine.buildGrid(object);
 }
-
-void computeNormalsDouble(CapturedObject*) { ++geometryCalls.normals; }
+void countFree(CapturedObject* object) {
+  ++geometryCalls.frees;
+  engine.freeGrid(object);
+}
+void countNormals(CapturedObject* object) {
+  ++geometryCalls.normals;
+  engine.computeNormals(object);
+}
 
 }  // namespace
 
 GeometryCalls geometryCalls;
 
-void installGeometryDoubles() {
+void installCountingRayEngine() {
   geometryCalls = {};
   captureGeometryOps = {};
-  captureGeometryOps.buildGrid = buildGridDouble;
-  captureGeometryOps.freeGrid = freeGridDouble;
-  captureGeometryOps.computeNormals = computeNormalsDouble;
+  rayEngineInstall();
+  engine = captureGeometryOps;
+  captureGeometryOps.buildGrid = countBuild;
+  captureGeometryOps.freeGrid = countFree;
+  captureGeometryOps.computeNormals = countNormals;
 }
 
 Model boxModel(const std::string& file, host::Point3f centre, host::Point3f size, const std::string& surface) {
@@ -54,7 +57,7 @@ Model pointsModel(int count, const std::string& file) {
   return std::make_shared<host::ObjectModel>(b.finish());
 }
 
-void CaptureTest::SetUp() { installGeometryDoubles(); }
+void CaptureTest::SetUp() { installCountingRayEngine(); }
 
 void CaptureTest::TearDown() {
   if (capture) SceneCapture_Destroy(capture);

@@ -16,15 +16,15 @@
 
 namespace capturetest {
 
-// Grid and normal operations that only count their calls and keep a one-cell grid, so
-// that tests can see when capture asks for a rebuild.
+// The ray engine's operations, installed as the module's start-up does, with a count of
+// each call so that tests can see when capture asks for a rebuild.
 struct GeometryCalls {
   int builds = 0;
   int frees = 0;
   int normals = 0;
 };
 extern GeometryCalls geometryCalls;
-void installGeometryDoubles();
+void installCountingRayEngine();
 
 // A model that tests may still change after handing it to the scene.
 using Model = std::shared_ptr<host::ObjectModel>;
