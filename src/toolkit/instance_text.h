@@ -56,8 +56,8 @@ inline constexpr char kInstanceLineFormat[] = "Line %d: %.100s";  // second line
 
 // Counts the lines read since the start of a load (set to 1 when a load starts, raised before
 // each read) and keeps the last line read, for the second line of a failure.
-extern int instanceLineNumber;
-extern const char* instanceLastLine;
+extern thread_local int instanceLineNumber;
+extern thread_local const char* instanceLastLine;
 
 // The next line that is not a comment ("#", "%", "/" first) or empty, trimmed at both ends, in
 // `buffer` (kInstanceLineSize bytes); null at the end of the stream.
