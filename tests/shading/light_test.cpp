@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
+#include <string>
 #include <numbers>
 #include <vector>
 
 #include "rayengine/hit_shading.h"
 #include "rayengine/ray_cast.h"
+#include "runtime/global_services.h"
 #include "shading/captured_light.h"
 #include "shading/shading_core.h"
 #include "shading/vector_ops.h"
@@ -113,6 +116,48 @@ TEST(Lights, SpotConeIsFullInsideBlackOutsideAndSmoothBetween) {
   EXPECT_NEAR(at(27.5), (3.0 - 2.0 * s) * s * s, 1e-12);
   EXPECT_GT(at(26.0), at(27.5));
   EXPECT_GT(at(27.5), at(29.0));
+}
+
+TEST(Lights, ProjectedSpotColoursTheLightWithTheImageTheLightsWayUp) {
+  const std::string image = std::string(OMBREL_CORPUS_DIR) + "/lightwave/LWO/LWO2/uvtest.png";
+  if (!std::ifstream(image)) GTEST_SKIP() << "no corpus image " << image;
+  ShadingWorld world;
+  const int index = world.addLight(host::LightKind::Spot, "Projector");
+  world.scene().items[size_t(index)].light.projectionImage = image;
+  world.scene().items[size_t(index)].light.shadowColor = {0.2, 0.2, 0.2};
+  world.start();
+  CapturedLight* spot = world.lights();
+  ASSERT_NE(spot->projectionImage, nullptr);
+  int w = 0, h = 0;
+  globalServices.imageList->size(spot->projectionImage, &w, &h);
+
+  // Two pixels of the checker image, in squares of different shade, each with squares of the
+  // other shade across both of the image's axes: a flipped axis shows the wrong shade. The
+  // image's columns run along the light's right and its rows down along the light's up.
+  const double t = std::tan(30.0 * kDegree) * 4.0;
+  struct Look {
+    double a, b;
+  } looks[] = {{2.0 * 270.5 / w - 1.0, 2.0 * 270.5 / h - 1.0}, {2.0 * 140.5 / w - 1.0, 2.0 * 380.5 / h - 1.0}};
+  float seen[2][3];
+  for (int i = 0; i < 2; ++i) {
+    const double point[3] = {looks[i].a * t, -looks[i].b * t, 4.0};
+    double direction[3], lightColor[3], shadowColor[3];
+    LightSample(spot, point, 0.5, 0.5, direction, lightColor, shadowColor);
+    float rgb[3];
+    globalServices.imageList->RGB(spot->projectionImage, int(w * (looks[i].a + 1.0) * 0.5),
+                                  int(h * (looks[i].b + 1.0) * 0.5), rgb);
+    for (int k = 0; k < 3; ++k) {
+      EXPECT_NEAR(lightColor[k], rgb[k], 1e-6) << "look " << i;
+      EXPECT_NEAR(shadowColor[k], 0.2, 1e-12);  // the image leaves the shadow alone
+      seen[i][k] = rgb[k];
+    }
+  }
+  EXPECT_TRUE(seen[0][0] != seen[1][0] || seen[0][1] != seen[1][1] || seen[0][2] != seen[1][2]);
+  // Outside the cone's square there is no light at all.
+  const double outside[3] = {std::tan(35.0 * kDegree) * 4.0, 0.0, 4.0};
+  double direction[3], lightColor[3], shadowColor[3];
+  LightSample(spot, outside, 0.5, 0.5, direction, lightColor, shadowColor);
+  EXPECT_EQ(lightColor[0] + lightColor[1] + lightColor[2], 0.0);
 }
 
 TEST(Lights, AreaShadowDarkensMonotonicallyIntoTheUmbra) {
