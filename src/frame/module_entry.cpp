@@ -3,6 +3,7 @@
 #include <lwmodule.h>
 
 #include "frame/servers.h"
+#include "rayengine/ray_engine.h"
 #include "runtime/module_load.h"
 
 namespace {
@@ -16,7 +17,11 @@ void* startup() {
 
 void shutdown(void*) {}
 
-__attribute__((constructor)) void moduleLoad() { frameLoadFailed = runtimeLoad() == 0; }
+__attribute__((constructor)) void moduleLoad() {
+  frameLoadFailed = runtimeLoad() == 0;
+  // The capture calls the ray engine through a table, since it sits below it; fill it once.
+  if (!frameLoadFailed) rayEngineInstall();
+}
 
 __attribute__((destructor)) void moduleUnload() {
   if (!frameLoadFailed) runtimeUnload();
