@@ -4,6 +4,7 @@
 
 #include "host/cli/command.h"
 #include "host/cli/info_command.h"
+#include "host/cli/render_command.h"
 
 int main(int argc, char** argv) {
   CLI::App program{"Ombrel: loads the ombrel.p plug-in module and drives it as Layout does.", "ombrel"};
@@ -15,6 +16,7 @@ int main(int argc, char** argv) {
   const std::vector<cli::Command> commands = {
       cli::addServersCommand(program),
       cli::addInfoCommand(program),
+      cli::addRenderCommand(program),
   };
 
   try {

@@ -1,6 +1,7 @@
 // The host's general services: which product and application this is, its folders, its
 // messages and questions, and the requesters a plug-in may open.
 #include <algorithm>
+#include <cctype>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <lwhost.h>
 
 #include "host/services/host.h"
+#include "host/services/host_info.h"
 
 namespace host {
 
@@ -76,9 +78,32 @@ void warning(const char* a, const char* b) {
   if (Host* h = host()) h->showMessage("warning", a, b);
 }
 
+struct Questions {
+  std::mutex mutex;
+  QuestionHandler handler;
+};
+
 AnswerPolicy ask(const char* kind, const char* title, const char* a, const char* b) {
   Host* h = host();
-  return h ? h->ask(kind, title, a, b) : AnswerPolicy::Cancel;
+  if (!h) return AnswerPolicy::Cancel;
+  QuestionHandler handler;
+  {
+    Questions& q = h->state<Questions>();
+    std::lock_guard lock(q.mutex);
+    handler = q.handler;
+  }
+  const std::optional<AnswerPolicy> given = handler ? handler(kind, title, a, b) : std::nullopt;
+  if (!given) return h->ask(kind, title, a, b);
+  // Recorded as the policy's answers are; the one who answered has already seen the question.
+  HostSettings& settings = h->settings();
+  const AnswerPolicy policy = settings.answer;
+  const bool toStderr = settings.messagesToStderr;
+  settings.answer = *given;
+  settings.messagesToStderr = false;
+  const AnswerPolicy answer = h->ask(kind, title, a, b);
+  settings.answer = policy;
+  settings.messagesToStderr = toStderr;
+  return answer;
 }
 
 // Buttons as Layout numbers them: OK / Yes 1 and Cancel / No 0 for the two-way questions;
@@ -139,6 +164,38 @@ unsigned int productInfoWord(int major, int minor, int build) {
 }
 
 }  // namespace
+
+void setQuestionHandler(Host& host, QuestionHandler handler) {
+  Questions& q = host.state<Questions>();
+  std::lock_guard lock(q.mutex);
+  q.handler = std::move(handler);
+}
+
+AnswerPolicy askOnTerminal(std::FILE* in, std::FILE* out, const std::string& kind, const char* title,
+                           const char* first, const char* second) {
+  const bool hasCancel = kind != "yesNo";
+  const bool yesNoWords = kind != "okCancel";
+  const char* choices = kind == "okCancel" ? "[o]k or [c]ancel" : hasCancel ? "[y]es, [n]o or [c]ancel" : "[y]es or [n]o";
+  std::fprintf(out, "\n%s\n", title && *title ? title : "Question");
+  if (first && *first) std::fprintf(out, "  %s\n", first);
+  if (second && *second) std::fprintf(out, "  %s\n", second);
+  for (;;) {
+    std::fprintf(out, "Answer %s: ", choices);
+    std::fflush(out);
+    char line[64];
+    if (!std::fgets(line, sizeof line, in)) {
+      std::fprintf(out, "\n");
+      return hasCancel ? AnswerPolicy::Cancel : AnswerPolicy::No;
+    }
+    std::string word;
+    for (const char* c = line; *c; ++c)
+      if (!std::isspace(static_cast<unsigned char>(*c))) word += char(std::tolower(static_cast<unsigned char>(*c)));
+    if (yesNoWords && (word == "y" || word == "yes")) return AnswerPolicy::Yes;
+    if (yesNoWords && (word == "n" || word == "no")) return AnswerPolicy::No;
+    if (!yesNoWords && (word == "o" || word == "ok")) return AnswerPolicy::Yes;
+    if (hasCancel && (word == "c" || word == "cancel")) return AnswerPolicy::Cancel;
+  }
+}
 
 void registerHostInfo(Host& host) {
   HostTables& t = host.state<HostTables>();
