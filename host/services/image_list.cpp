@@ -13,10 +13,7 @@ namespace host {
 
 namespace {
 
-ImageTable* table() {
-  Host* h = Host::current();
-  return h ? &imageTable(*h) : nullptr;
-}
+ImageTable* table() { return currentImageTable(); }
 
 ImageEntry* entry(LWImageID id) {
   ImageTable* t = table();
@@ -150,7 +147,7 @@ std::string folder(Host& host, const char* kind) {
 }  // namespace
 
 void registerImageList(Host& host) {
-  imageTable(host);
+  imageTable(host).attach(&host);
   host.services().addVersioned(LWIMAGELIST_GLOBAL, 3, [](int) -> void* { return &kImageList; });
   host.links().imageByPath = [&host](const std::string& path) -> LWImageID {
     ImageEntry* e = imageTable(host).byPath(path);

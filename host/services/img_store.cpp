@@ -309,9 +309,26 @@ LWImageID ImageTable::next(LWImageID id) const {
   return n == 0 || n >= entries_.size() ? nullptr : reinterpret_cast<LWImageID>(n + 1);
 }
 
-ImageTable& imageTable(Host& host) {
-  ImageTable& t = host.state<ImageTable>();
-  t.attach(&host);
+namespace {
+// The table last asked for: render threads read pixels by the million, and the host's own
+// lookup of a family's state takes a lock.
+std::atomic<ImageTable*> lastTable{nullptr};
+}  // namespace
+
+ImageTable::~ImageTable() {
+  ImageTable* self = this;
+  lastTable.compare_exchange_strong(self, nullptr);
+}
+
+ImageTable& imageTable(Host& host) { return host.state<ImageTable>(); }
+
+ImageTable* currentImageTable() {
+  Host* h = Host::current();
+  if (!h) return nullptr;
+  ImageTable* t = lastTable.load(std::memory_order_acquire);
+  if (t && t->host() == h) return t;
+  t = &imageTable(*h);
+  lastTable.store(t, std::memory_order_release);
   return t;
 }
 

@@ -103,8 +103,11 @@ class ImageEntry {
 // The host's list of images.
 class ImageTable {
  public:
-  // Messages go through this host; null keeps them on standard error.
+  ~ImageTable();
+  // Messages go through this host; null keeps them on standard error. Set once, at the
+  // host's start.
   void attach(Host* host) { host_ = host; }
+  Host* host() const { return host_; }
 
   // Adds what the scene names: its own images, compositing images, light projection images
   // and every clip of every object.
@@ -138,7 +141,9 @@ class ImageTable {
   std::vector<std::shared_ptr<const ObjectModel>> models_;
 };
 
-// The image table of a host, attached to it.
+// The image table of a host.
 ImageTable& imageTable(Host& host);
+// The current host's, or null; after the first call for a host this takes no lock.
+ImageTable* currentImageTable();
 
 }  // namespace host
