@@ -194,7 +194,7 @@ PeerHit PeerScene::intersect(const double origin[3], const double direction[3], 
   return hit;
 }
 
-float PeerScene::distance(const float origin[3], const float direction[3], bool coherent) const {
+float PeerScene::distance(const float origin[3], const float direction[3], float near, bool coherent) const {
   RTCIntersectContext context;
   rtcInitIntersectContext(&context);
   if (coherent) context.flags = RTC_INTERSECT_CONTEXT_FLAG_COHERENT;
@@ -205,7 +205,7 @@ float PeerScene::distance(const float origin[3], const float direction[3], bool 
   rh.ray.dir_x = direction[0];
   rh.ray.dir_y = direction[1];
   rh.ray.dir_z = direction[2];
-  rh.ray.tnear = 0.0f;
+  rh.ray.tnear = near;
   rh.ray.tfar = std::numeric_limits<float>::infinity();
   rh.ray.time = 0.0f;
   rh.ray.mask = ~0u;

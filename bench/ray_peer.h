@@ -67,8 +67,8 @@ class PeerScene {
   PeerScene& operator=(const PeerScene&) = delete;
 
   PeerHit intersect(const double origin[3], const double direction[3], const PeerRules& rules = {}) const;
-  // The distance alone, with no rules, for timing: -1 for a miss.
-  float distance(const float origin[3], const float direction[3], bool coherent) const;
+  // The distance alone, from `near` on, with no rules, for timing: -1 for a miss.
+  float distance(const float origin[3], const float direction[3], float near, bool coherent) const;
 
  private:
   const TriangleMirror& mirror_;

@@ -63,6 +63,76 @@ void walkGrid(const double origin[3], const double direction[3], double lower, d
   }
 }
 
+// The inner loop's tests, inlined into the cell visits.
+inline int testTriangleFront(GridWalk* walk, const CellTriangle* t) {
+  const double* d = walk->direction;
+  const double ax = t->edgeA[0], ay = t->edgeA[1], az = t->edgeA[2];
+  const double bx = t->edgeB[0], by = t->edgeB[1], bz = t->edgeB[2];
+  const double px = d[1] * az - d[2] * ay, py = d[2] * ax - d[0] * az, pz = d[0] * ay - d[1] * ax;
+  const double det = px * bx + py * by + pz * bz;
+  // Divisions wait until every other test has passed.
+  if (!(det <= -1e-27)) return 0;
+  const double tx = walk->origin[0] - t->base[0], ty = walk->origin[1] - t->base[1], tz = walk->origin[2] - t->base[2];
+  const double un = px * tx + py * ty + pz * tz;
+  if (!(det <= un && un <= 0.0)) return 0;
+  const double qx = ty * bz - tz * by, qy = tz * bx - tx * bz, qz = tx * by - ty * bx;
+  const double vn = qx * d[0] + qy * d[1] + qz * d[2];
+  if (!(vn <= 0.0 && un + vn >= det)) return 0;
+  const double tn = qx * ax + qy * ay + qz * az;
+  if (!(tn < 0.0)) return 0;
+  const double r = 1.0 / det;
+  const double candidate = tn * r;
+  if (!(walk->best > candidate)) return 0;
+  walk->candidate = candidate;
+  walk->u = un * r;
+  walk->v = vn * r;
+  return 1;
+}
+
+inline int testTriangleBoth(GridWalk* walk, const CellTriangle* t) {
+  const double* d = walk->direction;
+  const double ax = t->edgeA[0], ay = t->edgeA[1], az = t->edgeA[2];
+  const double bx = t->edgeB[0], by = t->edgeB[1], bz = t->edgeB[2];
+  const double px = d[1] * az - d[2] * ay, py = d[2] * ax - d[0] * az, pz = d[0] * ay - d[1] * ax;
+  const double det = px * bx + py * by + pz * bz;
+  int side;
+  if (det < -1e-27)
+    side = 1;
+  else if (det > 1e-27)
+    side = 2;
+  else
+    return 0;
+  const double tx = walk->origin[0] - t->base[0], ty = walk->origin[1] - t->base[1], tz = walk->origin[2] - t->base[2];
+  const double un = px * tx + py * ty + pz * tz;
+  const double qx = ty * bz - tz * by, qy = tz * bx - tx * bz, qz = tx * by - ty * bx;
+  if (side == 1) {
+    if (!(det <= un && un <= 0.0)) return 0;
+    const double vn = qx * d[0] + qy * d[1] + qz * d[2];
+    if (!(vn <= 0.0 && un + vn >= det)) return 0;
+    const double tn = qx * ax + qy * ay + qz * az;
+    if (!(tn < 0.0)) return 0;
+    const double r = 1.0 / det;
+    const double candidate = tn * r;
+    if (!(walk->best > candidate)) return 0;
+    walk->candidate = candidate;
+    walk->u = un * r;
+    walk->v = vn * r;
+    return 1;
+  }
+  if (!(0.0 <= un && un <= det)) return 0;
+  const double vn = qx * d[0] + qy * d[1] + qz * d[2];
+  if (!(vn >= 0.0 && un + vn <= det)) return 0;
+  const double tn = qx * ax + qy * ay + qz * az;
+  if (!(tn > 0.0)) return 0;
+  const double r = 1.0 / det;
+  const double candidate = tn * r;
+  if (!(walk->best > candidate)) return 0;
+  walk->candidate = candidate;
+  walk->u = un * r;
+  walk->v = vn * r;
+  return 2;
+}
+
 inline void fillHit(GridWalk* walk, const CellTriangle* t, uint8_t backSide) {
   RayHit* hit = walk->hit;
   hit->polygon = t->polygon;
@@ -98,7 +168,7 @@ inline void visitCell(GridWalk* walk, const void* block) {
     if (t->polygon == walk->skipPolygon) continue;
     int side;
     if constexpr (TwoSided) {
-      side = TestTriangleBoth(walk, t);
+      side = testTriangleBoth(walk, t);
       if (!side) continue;
       if (side == 2) {
         uint32_t surface = Mesh_PolygonSurfaceIndex(object->mesh, t->polygon);
@@ -106,7 +176,7 @@ inline void visitCell(GridWalk* walk, const void* block) {
         if (!object->surfaces[surface].doubleSided) continue;
       }
     } else {
-      side = TestTriangleFront(walk, t);
+      side = testTriangleFront(walk, t);
       if (!side) continue;
     }
     const uint8_t backSide = side == 2 ? 1 : 0;
@@ -201,74 +271,8 @@ void WalkGrid(const double origin[3], const double direction[3], double lowerLim
       [&](const void* cell) { cellCallback(context, cell); }, cells);
 }
 
-int TestTriangleFront(GridWalk* walk, const CellTriangle* t) {
-  const double* d = walk->direction;
-  const double ax = t->edgeA[0], ay = t->edgeA[1], az = t->edgeA[2];
-  const double bx = t->edgeB[0], by = t->edgeB[1], bz = t->edgeB[2];
-  const double px = d[1] * az - d[2] * ay, py = d[2] * ax - d[0] * az, pz = d[0] * ay - d[1] * ax;
-  const double det = px * bx + py * by + pz * bz;
-  // Divisions wait until every other test has passed.
-  if (!(det <= -1e-27)) return 0;
-  const double tx = walk->origin[0] - t->base[0], ty = walk->origin[1] - t->base[1], tz = walk->origin[2] - t->base[2];
-  const double un = px * tx + py * ty + pz * tz;
-  if (!(det <= un && un <= 0.0)) return 0;
-  const double qx = ty * bz - tz * by, qy = tz * bx - tx * bz, qz = tx * by - ty * bx;
-  const double vn = qx * d[0] + qy * d[1] + qz * d[2];
-  if (!(vn <= 0.0 && un + vn >= det)) return 0;
-  const double tn = qx * ax + qy * ay + qz * az;
-  if (!(tn < 0.0)) return 0;
-  const double r = 1.0 / det;
-  const double candidate = tn * r;
-  if (!(walk->best > candidate)) return 0;
-  walk->candidate = candidate;
-  walk->u = un * r;
-  walk->v = vn * r;
-  return 1;
-}
-
-int TestTriangleBoth(GridWalk* walk, const CellTriangle* t) {
-  const double* d = walk->direction;
-  const double ax = t->edgeA[0], ay = t->edgeA[1], az = t->edgeA[2];
-  const double bx = t->edgeB[0], by = t->edgeB[1], bz = t->edgeB[2];
-  const double px = d[1] * az - d[2] * ay, py = d[2] * ax - d[0] * az, pz = d[0] * ay - d[1] * ax;
-  const double det = px * bx + py * by + pz * bz;
-  int side;
-  if (det < -1e-27)
-    side = 1;
-  else if (det > 1e-27)
-    side = 2;
-  else
-    return 0;
-  const double tx = walk->origin[0] - t->base[0], ty = walk->origin[1] - t->base[1], tz = walk->origin[2] - t->base[2];
-  const double un = px * tx + py * ty + pz * tz;
-  const double qx = ty * bz - tz * by, qy = tz * bx - tx * bz, qz = tx * by - ty * bx;
-  if (side == 1) {
-    if (!(det <= un && un <= 0.0)) return 0;
-    const double vn = qx * d[0] + qy * d[1] + qz * d[2];
-    if (!(vn <= 0.0 && un + vn >= det)) return 0;
-    const double tn = qx * ax + qy * ay + qz * az;
-    if (!(tn < 0.0)) return 0;
-    const double r = 1.0 / det;
-    const double candidate = tn * r;
-    if (!(walk->best > candidate)) return 0;
-    walk->candidate = candidate;
-    walk->u = un * r;
-    walk->v = vn * r;
-    return 1;
-  }
-  if (!(0.0 <= un && un <= det)) return 0;
-  const double vn = qx * d[0] + qy * d[1] + qz * d[2];
-  if (!(vn >= 0.0 && un + vn <= det)) return 0;
-  const double tn = qx * ax + qy * ay + qz * az;
-  if (!(tn > 0.0)) return 0;
-  const double r = 1.0 / det;
-  const double candidate = tn * r;
-  if (!(walk->best > candidate)) return 0;
-  walk->candidate = candidate;
-  walk->u = un * r;
-  walk->v = vn * r;
-  return 2;
-}
+int TestTriangleFront(GridWalk* walk, const CellTriangle* t) { return testTriangleFront(walk, t); }
+int TestTriangleBoth(GridWalk* walk, const CellTriangle* t) { return testTriangleBoth(walk, t); }
 
 void VisitCellFront(void* walk, const void* cell) { visitCell<false>(static_cast<GridWalk*>(walk), cell); }
 void VisitCellBoth(void* walk, const void* cell) { visitCell<true>(static_cast<GridWalk*>(walk), cell); }
@@ -300,7 +304,7 @@ int ClipMapTest(const RayHit* candidate, const GridWalk* walk) {
     object->micropol.txVal = 0.0;
     try {
       double v = 0.0;
-      globalServices.textureFuncs->evaluate(object->clipMap, &object->micropol, &v);
+      if (LWTextureFuncs* textures = globalServices.textureFuncs) textures->evaluate(object->clipMap, &object->micropol, &v);
       value = v;
     } catch (...) {
       value = 0.0;
