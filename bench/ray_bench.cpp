@@ -66,12 +66,8 @@ void finish(Ray& r, float peerNear) {
 
 // A pinhole outside the mesh's box, looking at its middle, in scanline order.
 std::vector<Ray> cameraRays(const TriangleMirror& mirror, int count) {
-  double centre[3], radius2 = 0.0;
-  for (int a = 0; a < 3; ++a) {
-    centre[a] = 0.5 * (mirror.boxMin[a] + mirror.boxMax[a]);
-    radius2 += 0.25 * (mirror.boxMax[a] - mirror.boxMin[a]) * (mirror.boxMax[a] - mirror.boxMin[a]);
-  }
-  const double radius = std::sqrt(radius2);
+  const double* centre = mirror.centre;
+  const double radius = mirror.radius;
   // Looking along (0.3, -0.4, 1), from 2.5 radii away.
   double forward[3] = {0.3, -0.4, 1.0};
   const double fl = std::sqrt(forward[0] * forward[0] + forward[1] * forward[1] + forward[2] * forward[2]);
@@ -106,32 +102,21 @@ std::vector<Ray> cameraRays(const TriangleMirror& mirror, int count) {
 }
 
 // Cosine-weighted from random points of random triangles, each leaving its polygon.
-std::vector<Ray> diffuseRays(const TriangleMirror& mirror, int count, double radius) {
+std::vector<Ray> diffuseRays(const TriangleMirror& mirror, int count) {
   Random random(99);
   std::vector<Ray> rays;
   rays.reserve(size_t(count));
-  const auto& triangles = mirror.triangles();
   while (int(rays.size()) < count) {
-    const MirrorTriangle& t = triangles[size_t(random.unit() * double(triangles.size()))];
-    double u = random.unit(), v = random.unit();
-    if (u + v > 1.0) u = 1.0 - u, v = 1.0 - v;
-    double p[3], e1[3], e2[3];
-    for (int a = 0; a < 3; ++a) {
-      e1[a] = t.world[1][a] - t.world[0][a];
-      e2[a] = t.world[2][a] - t.world[0][a];
-      p[a] = t.world[0][a] + u * e1[a] + v * e2[a];
-    }
-    double n[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2], e1[0] * e2[1] - e1[1] * e2[0]};
-    const double nl = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
-    if (!(nl > 0.0)) continue;
-    for (double& c : n) c /= nl;
+    const MirrorTriangle* t;
+    double p[3], n[3];
+    if (!mirror.samplePoint(random, t, p, n)) continue;
     Ray r{};
     random.diffuse(n, r.direction);
     RayOffset(p, r.direction, r.origin);
-    r.skipObject = t.object->item;
-    r.skipPolygon = t.polygon;
+    r.skipObject = t->object->item;
+    r.skipPolygon = t->polygon;
     // The peer has no polygon to skip: it starts a little way out instead.
-    finish(r, float(1e-5 * radius));
+    finish(r, float(1e-5 * mirror.radius));
     rays.push_back(r);
   }
   return rays;
@@ -190,8 +175,6 @@ void benchMesh(const std::string& name, const Model& model, int rayCount, std::v
   double buildMs, bytesPerTriangle;
   measureGrid(object, triangles, buildMs, bytesPerTriangle);
   const PeerScene peer(mirror, false, false);
-  double radius2 = 0.0;
-  for (int a = 0; a < 3; ++a) radius2 += 0.25 * (mirror.boxMax[a] - mirror.boxMin[a]) * (mirror.boxMax[a] - mirror.boxMin[a]);
 
   struct Kind {
     const char* name;
@@ -200,7 +183,7 @@ void benchMesh(const std::string& name, const Model& model, int rayCount, std::v
     bool coherent;
   };
   Kind kinds[2] = {{"camera", cameraRays(mirror, rayCount), kRayCamera, true},
-                   {"diffuse", diffuseRays(mirror, rayCount, std::sqrt(radius2)), kRayRadiosity, false}};
+                   {"diffuse", diffuseRays(mirror, rayCount), kRayRadiosity, false}};
   for (const Kind& k : kinds) {
     double ours, theirs;
     const double ombrel = ombrelRate(world.capture(), k.rays, k.rayKind, ours);

@@ -126,6 +126,31 @@ TriangleMirror::TriangleMirror(SceneCapture* capture) {
         boxMin[a] = std::min(boxMin[a], p[a]);
         boxMax[a] = std::max(boxMax[a], p[a]);
       }
+  double half2 = 0.0;
+  for (int a = 0; a < 3; ++a) {
+    centre[a] = 0.5 * (boxMin[a] + boxMax[a]);
+    half2 += (boxMax[a] - centre[a]) * (boxMax[a] - centre[a]);
+  }
+  radius = std::sqrt(half2);
+}
+
+bool TriangleMirror::samplePoint(Random& random, const MirrorTriangle*& t, double p[3], double n[3]) const {
+  t = &triangles_[size_t(random.unit() * double(triangles_.size()))];
+  double u = random.unit(), v = random.unit();
+  if (u + v > 1.0) u = 1.0 - u, v = 1.0 - v;
+  double e1[3], e2[3];
+  for (int a = 0; a < 3; ++a) {
+    e1[a] = t->world[1][a] - t->world[0][a];
+    e2[a] = t->world[2][a] - t->world[0][a];
+    p[a] = t->world[0][a] + u * e1[a] + v * e2[a];
+  }
+  n[0] = e1[1] * e2[2] - e1[2] * e2[1];
+  n[1] = e1[2] * e2[0] - e1[0] * e2[2];
+  n[2] = e1[0] * e2[1] - e1[1] * e2[0];
+  const double l = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+  if (!(l > 0.0)) return false;
+  for (int a = 0; a < 3; ++a) n[a] /= l;
+  return true;
 }
 
 PeerScene::PeerScene(const TriangleMirror& mirror, bool robust, bool filtered) : mirror_(mirror) {

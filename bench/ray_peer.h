@@ -7,6 +7,8 @@
 
 #include <lwrender.h>
 
+#include "ray_world.h"
+
 struct CapturedObject;
 struct SceneCapture;
 
@@ -30,8 +32,12 @@ class TriangleMirror {
   const std::vector<uint32_t>& indices() const { return indices_; }
   // Polygons of more than three corners that gave fewer than size - 2 triangles.
   int unsplitPolygons() const { return unsplit_; }
-  // The box around every triangle.
-  double boxMin[3], boxMax[3];
+  // The box around every triangle, its middle, and half its diagonal.
+  double boxMin[3], boxMax[3], centre[3], radius;
+
+  // A point on a random triangle, uniform over the triangle, and the triangle's front
+  // normal; false for a triangle with no area.
+  bool samplePoint(Random& random, const MirrorTriangle*& triangle, double point[3], double normal[3]) const;
 
  private:
   std::vector<MirrorTriangle> triangles_;

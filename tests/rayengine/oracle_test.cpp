@@ -89,40 +89,35 @@ void measure(const double corners[3][3], const double p[3], const double d[3], d
 
 class Oracle {
  public:
-  explicit Oracle(RayWorld& world) : world_(world), mirror_(world.capture()), peer_(mirror_, true, true) {
-    for (int a = 0; a < 3; ++a) centre_[a] = 0.5 * (mirror_.boxMin[a] + mirror_.boxMax[a]);
-    const double half[3] = {mirror_.boxMax[0] - centre_[0], mirror_.boxMax[1] - centre_[1],
-                            mirror_.boxMax[2] - centre_[2]};
-    radius_ = length(half);
-  }
+  explicit Oracle(RayWorld& world) : world_(world), mirror_(world.capture()), peer_(mirror_, true, true) {}
 
   const TriangleMirror& mirror() const { return mirror_; }
 
   void run(Origin origin, int count, Random& random, Tally& tally) {
-    const auto& triangles = mirror_.triangles();
-    if (triangles.empty()) return;
+    if (mirror_.triangles().empty()) return;
     for (int i = 0; i < count; ++i) {
-      double o[3], d[3];
+      double o[3], d[3], p[3], n[3];
+      const MirrorTriangle* t;
       PeerRules rules;
       rules.facing = true;
       if (origin == Origin::Outside) {
-        double around[3], target[3];
+        // From a sphere around the mesh, towards a point of its surface or of its box.
+        double around[3];
         random.direction(around);
-        if (random.unit() < 0.5) {
-          randomSurfacePoint(random, target);
-        } else {
-          for (int a = 0; a < 3; ++a) target[a] = random.range(mirror_.boxMin[a], mirror_.boxMax[a]);
-        }
-        for (int a = 0; a < 3; ++a) o[a] = centre_[a] + 2.0 * radius_ * around[a], d[a] = target[a] - o[a];
+        if (random.unit() < 0.5)
+          while (!mirror_.samplePoint(random, t, p, n)) {
+          }
+        else
+          for (int a = 0; a < 3; ++a) p[a] = random.range(mirror_.boxMin[a], mirror_.boxMax[a]);
+        for (int a = 0; a < 3; ++a) o[a] = mirror_.centre[a] + 2.0 * mirror_.radius * around[a], d[a] = p[a] - o[a];
         const double l = length(d);
         for (double& c : d) c /= l;
       } else if (origin == Origin::Inside) {
         for (int a = 0; a < 3; ++a) o[a] = random.range(mirror_.boxMin[a], mirror_.boxMax[a]);
         random.direction(d);
       } else {
-        const MirrorTriangle* t = nullptr;
-        double p[3], n[3];
-        if (!surfaceStart(random, t, p, n)) continue;
+        // Leaving a surface point, to the front or (less often) to the back.
+        if (!mirror_.samplePoint(random, t, p, n)) continue;
         if (random.unit() < 0.3)
           for (double& c : n) c = -c;
         random.diffuse(n, d);
@@ -135,35 +130,6 @@ class Oracle {
   }
 
  private:
-  void randomSurfacePoint(Random& random, double p[3]) {
-    const MirrorTriangle* t;
-    double n[3];
-    while (!surfaceStart(random, t, p, n)) {
-    }
-  }
-
-  // A point on a random triangle and the triangle's front normal; false for a triangle
-  // with no area.
-  bool surfaceStart(Random& random, const MirrorTriangle*& t, double p[3], double n[3]) {
-    const auto& triangles = mirror_.triangles();
-    t = &triangles[size_t(random.unit() * double(triangles.size()))];
-    double u = random.unit(), v = random.unit();
-    if (u + v > 1.0) u = 1.0 - u, v = 1.0 - v;
-    double e1[3], e2[3];
-    for (int a = 0; a < 3; ++a) {
-      p[a] = t->world[0][a] + u * (t->world[1][a] - t->world[0][a]) + v * (t->world[2][a] - t->world[0][a]);
-      e1[a] = t->world[1][a] - t->world[0][a];
-      e2[a] = t->world[2][a] - t->world[0][a];
-    }
-    n[0] = e1[1] * e2[2] - e1[2] * e2[1];
-    n[1] = e1[2] * e2[0] - e1[0] * e2[2];
-    n[2] = e1[0] * e2[1] - e1[1] * e2[0];
-    const double l = length(n);
-    if (!(l > 0.0)) return false;
-    for (int a = 0; a < 3; ++a) n[a] /= l;
-    return true;
-  }
-
   void compare(const double o[3], const double d[3], Origin origin, const PeerRules& rules, Tally& tally) {
     ++tally.rays;
     RayHit hit;
@@ -199,14 +165,14 @@ class Oracle {
     const double p[3] = {o[0] + d[0] * nearer, o[1] + d[1] * nearer, o[2] + d[2] * nearer};
     double edge, cosine;
     measure(corners, p, d, edge, cosine);
-    const double scale = length(p) + radius_;
+    const double scale = length(p) + mirror_.radius;
     const CapturedObject* object = oursNearer ? hit.object : mirror_.triangles()[size_t(theirs.triangle)].object;
     double fromCentre2 = 0.0;
     for (int a = 0; a < 3; ++a)
       fromCentre2 += (p[a] - object->worldBounds.sphereCentre[a]) * (p[a] - object->worldBounds.sphereCentre[a]);
     if (!oursNearer && fromCentre2 > object->worldBounds.sphereRadiusSquared)
       ++tally.explained["sphere"];
-    else if (origin == Origin::Surface && nearer < 1e-4 * (length(o) + radius_))
+    else if (origin == Origin::Surface && nearer < 1e-4 * (length(o) + mirror_.radius))
       ++tally.explained["start"];
     else if (edge < 1e-6 * scale)
       ++tally.explained["edge"];
@@ -223,7 +189,6 @@ class Oracle {
   RayWorld& world_;
   TriangleMirror mirror_;
   PeerScene peer_;
-  double centre_[3], radius_;
 };
 
 std::string describe(const std::map<std::string, int>& counts) {
