@@ -103,11 +103,24 @@ TEST(HitShading, SampleFromSurfaceMatteDissolveAndTextures) {
   textured->surfaces[0].color.layers = {constantLayer(host::chunkId("COLR"), 0.25, 0.5, 0.75)};
   textured->surfaces[0].transparency.layers = {constantLayer(host::chunkId("TRAN"), 0.5, 0.5, 0.5)};
 
+  // Painted by a vertex colour map, wholly.
+  auto painted = std::make_shared<host::ObjectModel>(*plain);
+  painted->fileName = "painted.lwo";
+  host::VertexMap colours{host::chunkId("RGB "), "paint", 3};
+  for (uint32_t point = 0; point < painted->layers[0].points.size(); ++point) {
+    colours.points.push_back(point);
+    colours.values.insert(colours.values.end(), {0.1f, 0.2f, 0.3f});
+  }
+  painted->layers[0].vertexMaps.push_back(colours);
+  painted->surfaces[0].vertexColoring = 1.0;
+  painted->surfaces[0].vertexColorMap = "paint";
+  painted->surfaces[0].vertexColorMapType = host::chunkId("RGB ");
+
   RayWorld world;
-  const int items[6] = {world.addObject(plain, "plain", {{0, 0, 0}}), world.addObject(plain, "half", {{3, 0, 0}}),
+  const int items[7] = {world.addObject(plain, "plain", {{0, 0, 0}}), world.addObject(plain, "half", {{3, 0, 0}}),
                         world.addObject(plain, "matte", {{6, 0, 0}}), world.addObject(textured, "tex", {{9, 0, 0}}),
                         world.addObject(textured, "nearly", {{12, 0, 0}}),
-                        world.addObject(textured, "gone", {{15, 0, 0}})};
+                        world.addObject(textured, "gone", {{15, 0, 0}}), world.addObject(painted, "painted", {{18, 0, 0}})};
   host::Scene& s = world.scene();
   s.items[size_t(items[1])].object.dissolve = 0.5;
   s.items[size_t(items[2])].object.flags = host::ObjectMatte;
@@ -117,9 +130,9 @@ TEST(HitShading, SampleFromSurfaceMatteDissolveAndTextures) {
   world.start();
 
   const double down[3] = {0, -1, 0};
-  ShadingSample samples[6];
-  RayHit hits[6];
-  for (int i = 0; i < 6; ++i) {
+  ShadingSample samples[7];
+  RayHit hits[7];
+  for (int i = 0; i < 7; ++i) {
     const double origin[3] = {3.0 * i + 0.3, 5, 0.2};
     CapturedObject* o = world.object(items[i]);
     ASSERT_NE(o, nullptr);
@@ -161,6 +174,8 @@ TEST(HitShading, SampleFromSurfaceMatteDissolveAndTextures) {
   }
   EXPECT_EQ(samples[4].color[0], 64);
   EXPECT_EQ(samples[5].color[0], p.color[0]);
+  EXPECT_EQ(samples[6].color[0], uint16_t(float(0.1f) * 256.0));
+  EXPECT_EQ(samples[6].color[2], uint16_t(float(0.3f) * 256.0));
 }
 
 TEST(ShadowTransmission, FiltersThroughPanesAndGivesUpAfter51) {
