@@ -54,8 +54,8 @@ bool writeChecker(const fs::path& file, std::string& error) {
     }
   }
   auto out = OIIO::ImageOutput::create(file.string());
-  OIIO::ImageSpec spec(kTextureSize, kTextureSize, 3, OIIO::TypeDesc::UINT8);
-  if (!out || !out->open(file.string(), spec) || !out->write_image(OIIO::TypeDesc::UINT8, pixels.data()) ||
+  OIIO::ImageSpec layout(kTextureSize, kTextureSize, 3, OIIO::TypeDesc::UINT8);
+  if (!out || !out->open(file.string(), layout) || !out->write_image(OIIO::TypeDesc::UINT8, pixels.data()) ||
       !out->close()) {
     error = file.string() + ": " + (out ? out->geterror() : OIIO::geterror());
     return false;
@@ -218,7 +218,7 @@ Scene makeScene() {
   const int area = scene.addItem(ItemType::Light, "CeilingPanel");
   Item& panel = scene.item(area);
   panel.light.kind = LightKind::Area;
-  panel.light.intensity = 0.9;
+  panel.light.intensity = 0.75;
   panel.light.color = AnimatedColor(1.0, 0.97, 0.92);
   panel.light.quality = 3;
   panel.setPosition({0.0, 3.45, 1.5});
@@ -259,7 +259,7 @@ Scene makeScene() {
   open.value = 64.0;
   open.shape = KeyShape::Stepped;
   wide.time = 3.0 / kFps;
-  wide.value = 0.7;
+  wide.value = 0.08;
   wide.shape = KeyShape::Stepped;
   fStop.keys = {open, wide};
   camera.camera.fStop.envelope = fStop;
@@ -291,12 +291,12 @@ std::vector<char> bytesOf(const fs::path& file) {
 
 // Images are compared by their pixels: the compressed bytes may differ between library versions.
 bool samePixels(const fs::path& a, const fs::path& b) {
-  auto read = [](const fs::path& file, OIIO::ImageSpec& spec, std::vector<unsigned char>& pixels) {
+  auto read = [](const fs::path& file, OIIO::ImageSpec& dims, std::vector<unsigned char>& pixels) {
     auto in = OIIO::ImageInput::open(file.string());
     if (!in) return false;
-    spec = in->spec();
-    pixels.resize(size_t(spec.width) * size_t(spec.height) * size_t(spec.nchannels));
-    return in->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::UINT8, pixels.data());
+    dims = in->spec_dimensions(0);
+    pixels.resize(size_t(dims.width) * size_t(dims.height) * size_t(dims.nchannels));
+    return in->read_image(0, 0, 0, dims.nchannels, OIIO::TypeDesc::UINT8, pixels.data());
   };
   OIIO::ImageSpec sa, sb;
   std::vector<unsigned char> pa, pb;
