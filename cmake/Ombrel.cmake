@@ -40,10 +40,14 @@ function(ombrel_test name)
   target_link_libraries(${name} PRIVATE ${A_LIBS} GTest::gtest GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  set(properties TIMEOUT 600)
+  if(A_LABELS)
+    list(APPEND properties LABELS "${A_LABELS}")
+  endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 60
-    PROPERTIES LABELS "${A_LABELS}" TIMEOUT 600
+    PROPERTIES ${properties}
     WORKING_DIRECTORY ${CMAKE_BINARY_DIR})
   set_property(GLOBAL APPEND PROPERTY OMBREL_TEST_TARGETS ${name})
   foreach(label IN LISTS A_LABELS)
