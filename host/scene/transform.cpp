@@ -107,18 +107,23 @@ bool validIndex(const Scene& scene, int index) { return index >= 0 && index < in
 // transform is being worked out counts as the world's origin.
 class Placement {
  public:
-  Placement(const Scene& scene, double time)
-      : scene_(scene), time_(time), state_(scene.items.size(), 0), world_(scene.items.size()) {}
+  Placement(const Scene& scene, double time) : scene_(scene), time_(time) {}
 
   Affine world(int index) {
-    if (state_[size_t(index)] == 2) return world_[size_t(index)];
-    if (state_[size_t(index)] == 1) return Affine{};
-    state_[size_t(index)] = 1;
+    // A question touches only an item's chain of parents and targets, so the items met are
+    // kept in a short list rather than in arrays the size of the scene.
+    for (const Visit& v : visits_) {
+      if (v.index != index) continue;
+      return v.done ? v.world : Affine{};
+    }
+    const size_t slot = visits_.size();
+    visits_.push_back({index, false, Affine{}});
     const Item& item = scene_.item(index);
     const Affine parent = validIndex(scene_, item.parent) ? world(item.parent) : Affine{};
-    world_[size_t(index)] = parent.after(local(index, parent));
-    state_[size_t(index)] = 2;
-    return world_[size_t(index)];
+    const Affine result = parent.after(local(index, parent));
+    visits_[slot].world = result;
+    visits_[slot].done = true;
+    return result;
   }
 
   Affine local(int index, const Affine& parent) {
@@ -155,8 +160,12 @@ class Placement {
  private:
   const Scene& scene_;
   double time_;
-  std::vector<uint8_t> state_;  // 0 not yet, 1 under way, 2 done
-  std::vector<Affine> world_;
+  struct Visit {
+    int index;
+    bool done;  // false while its own transform is being worked out
+    Affine world;
+  };
+  std::vector<Visit> visits_;
 };
 
 }  // namespace
