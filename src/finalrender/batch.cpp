@@ -30,8 +30,7 @@ void showError(const char* first, const char* second) {
 }
 
 bool validHost(const OmbrelBatchHost* host) {
-  return host && host->version == OMBREL_BATCH_VERSION && host->global && host->generic &&
-         host->generic->evaluate;
+  return host && host->version == OMBREL_BATCH_VERSION && host->global && host->generic && host->generic->evaluate;
 }
 
 // The saver by name where the host has one so named, else by index; -1 for none. Its name
@@ -131,8 +130,8 @@ const char* batchReadSettings(const char* text, BatchSettings* settings, std::st
   s.lowFrame = instanceNumber(&read, "LOWFRAME", scene ? scene->frameStart : 1);
   s.highFrame = instanceNumber(&read, "HIGHFRAME", scene ? scene->frameEnd : 1);
   s.stepFrame = instanceNumber(&read, "STEPFRAME", 1.0);
-  s.stopSelection = std::clamp(instanceSelection(&read, "STOP", kStopEndlessly), int32_t(kStopEndlessly),
-                               int32_t(kStopAtLevel));
+  s.stopSelection =
+      std::clamp(instanceSelection(&read, "STOP", kStopEndlessly), int32_t(kStopEndlessly), int32_t(kStopAtLevel));
   s.classic = instanceChecked(&read, "CLASSIC", 0) ? 1 : 0;
   s.aaLevel = std::max(instanceNumber(&read, "AA LEVEL", 3.0), 1.0);
   s.fileName.clear();

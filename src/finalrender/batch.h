@@ -13,12 +13,12 @@
 // The settings of a batch job, as the render panel and the master's panel would hold them.
 struct BatchSettings {
   double lowFrame, highFrame, stepFrame;
-  int32_t stopSelection;  // "STOP"
-  int32_t classic;        // "CLASSIC"
-  double aaLevel;         // "AA LEVEL"
-  std::string fileName;   // the save file as chosen, "####" or four digits for the frame
-  int32_t saverIndex;     // -1: none
-  std::string saverName;  // takes precedence over the index where the host has a saver so named
+  int32_t stopSelection;        // "STOP"
+  int32_t classic;              // "CLASSIC"
+  double aaLevel;               // "AA LEVEL"
+  std::string fileName;         // the save file as chosen, "####" or four digits for the frame
+  int32_t saverIndex;           // -1: none
+  std::string saverName;        // takes precedence over the index where the host has a saver so named
   RadiositySettings radiosity;  // "RADTYPE", "RADSTRENGTH", "RADBOUNCE"
   double dof25d, mb25d;         // "DOF25D", "MB25D"
 };

@@ -40,9 +40,9 @@ enum FinalRenderStatus : int32_t {
 
 // The "STOP" radio.
 enum FinalRenderStop : int32_t {
-  kStopEndlessly = 0,      // "Endlessly Refine"
-  kStopAllEqual = 1,       // "Stop When All Equal"
-  kStopAtLevel = 2,        // "Stop At Level"
+  kStopEndlessly = 0,  // "Endlessly Refine"
+  kStopAllEqual = 1,   // "Stop When All Equal"
+  kStopAtLevel = 2,    // "Stop At Level"
 };
 
 // The times before a job has asked for any: the first frame always captures.
@@ -53,17 +53,17 @@ inline constexpr int32_t kStatusLineSize = 160;
 struct FinalRenderJob {
   // The panel and its controls; null while no panel shows the job.
   Panel* panel;
-  PanelControl* saveTypeButton;   // "SAVETYPE"
-  PanelControl* fileNameText;     // "SAVETEXT"
-  PanelControl* lowFrameControl;  // "LOWFRAME"
-  PanelControl* highFrameControl; // "HIGHFRAME"
-  PanelControl* stepFrameControl; // "STEPFRAME"
-  PanelControl* statusLine1;      // "FS"
-  PanelControl* statusLine2;      // "SS"
-  PanelControl* classicButton;    // "CLASSIC"
-  PanelControl* saveButton;       // "SAVE"
-  PanelControl* stopRadio;        // "STOP"
-  PanelControl* aaLevelControl;   // "AA LEVEL"
+  PanelControl* saveTypeButton;    // "SAVETYPE"
+  PanelControl* fileNameText;      // "SAVETEXT"
+  PanelControl* lowFrameControl;   // "LOWFRAME"
+  PanelControl* highFrameControl;  // "HIGHFRAME"
+  PanelControl* stepFrameControl;  // "STEPFRAME"
+  PanelControl* statusLine1;       // "FS"
+  PanelControl* statusLine2;       // "SS"
+  PanelControl* classicButton;     // "CLASSIC"
+  PanelControl* saveButton;        // "SAVE"
+  PanelControl* stopRadio;         // "STOP"
+  PanelControl* aaLevelControl;    // "AA LEVEL"
 
   char filePrefix[kFileNameSize];
   char fileSuffix[kFileNameSize];
@@ -76,18 +76,18 @@ struct FinalRenderJob {
   std::atomic<double> targetTime;
   std::atomic<double> hostTime;
   double framesPerSecond;
-  double savedFrame;           // what the host showed when the job began
+  double savedFrame;  // what the host showed when the job began
   int32_t savedBoxThreshold;
-  CapturedCamera camera;              // the sample camera
+  CapturedCamera camera;  // the sample camera
   CapturedCamera shutterStartCamera;
   CapturedCamera shutterEndCamera;
-  double shutterStart, shutterEnd;    // seconds
+  double shutterStart, shutterEnd;  // seconds
   int32_t motionOn, depthOfFieldOn;
   int32_t refineWithoutAsking;
   double ambient[3];
   CapturedEnvironment environment;
-  CapturedLight* lights;   // one per host light, the host's last light first
-  SequenceFrame* frames;   // the frame furthest behind first
+  CapturedLight* lights;  // one per host light, the host's last light first
+  SequenceFrame* frames;  // the frame furthest behind first
   // The figures of the status lines. Read without a lock on the other side: a torn figure
   // costs one wrong status text at most.
   std::atomic<int32_t> statusMode;

@@ -126,8 +126,8 @@ void backgroundColor(const FinalRenderJob* job, LWImageID image, double sx, doub
 }
 
 // The screen points of a sample at shutter start, at its own time and at shutter end.
-void motionPath(FinalRenderJob* job, const RayHit* hit, double depth, const double origin[3],
-                const double direction[3], double sx, double sy, double a[2], double b[2], double c[2]) {
+void motionPath(FinalRenderJob* job, const RayHit* hit, double depth, const double origin[3], const double direction[3],
+                double sx, double sy, double a[2], double b[2], double c[2]) {
   double start[3], middle[3], end[3];
   if (depth > 0.0) {
     double local[3];
@@ -296,10 +296,10 @@ void frameLoopSample(FinalRenderJob* job, int32_t x, int32_t y, double s) {
     double pa[2], pb[2], pc[2];
     motionPath(job, &hit, depth, origin, direction, sx, sy, pa, pb, pc);
     MotionSplat splats[kMaxMotionSplats];
-    const int32_t count =
-        motionSplats(pa, pb, pc, job->shutterStart, job->hostTime.load(std::memory_order_relaxed), job->shutterEnd,
-                     s, splats);
-    for (int32_t j = 0; j < count; ++j) depositPlain(job, splats[j].x, splats[j].y, radius, color, alpha, splats[j].weight);
+    const int32_t count = motionSplats(pa, pb, pc, job->shutterStart, job->hostTime.load(std::memory_order_relaxed),
+                                       job->shutterEnd, s, splats);
+    for (int32_t j = 0; j < count; ++j)
+      depositPlain(job, splats[j].x, splats[j].y, radius, color, alpha, splats[j].weight);
   } else {
     depositPlain(job, sx, sy, radius, color, alpha, s);
   }
