@@ -498,6 +498,7 @@ int runRender(const RenderOptions& options) {
                  "--replace to render the frames afresh\n");
     return kExitUsage;
   }
+  if (result != 0 && stopRequested) return kExitInterrupted;  // Ctrl-C while being asked
   if (result == 2) {
     std::fprintf(stderr, "ombrel: the module could not use the host's render record\n");
     return kExitModule;

@@ -73,10 +73,10 @@ char* ReadLine(LWLoadState* state, char* buffer) {
     *at = '\0';
     char* line = buffer;
     while (isSpace(*line)) ++line;
-    std::snprintf(lastLine, sizeof lastLine, "%s", line);
-    if (isComment(line)) continue;
     size_t length = std::strlen(line);
     while (length > 0 && isSpace(line[length - 1])) line[--length] = '\0';
+    std::snprintf(lastLine, sizeof lastLine, "%s", line);
+    if (isComment(line)) continue;
     return line;
   }
 }
