@@ -191,6 +191,15 @@ TEST_F(RenderCommand, RendersFramesWithRefineFilesAndAsksBeforeTouchingThem) {
   EXPECT_GE(levelOf("shot0002.ombreldat"), 1);
 }
 
+TEST_F(RenderCommand, WithoutASceneTheDemoIsRenderedAndClassicKeepsNoRefineFiles) {
+  const auto r = ombrel({"render", "--frames", "2", "--level", "1", "--classic", "-o", "out/demo.png"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_THAT(r.out, HasSubstr("demo.lws"));
+  EXPECT_TRUE(fs::exists(out("demo0002.png")));
+  EXPECT_FALSE(fs::exists(out("demo0002.rawhdr")));
+  EXPECT_FALSE(fs::exists(out("demo0001.png")));
+}
+
 // Starts the program with its output in files, so signals can be sent to it.
 pid_t spawnOmbrel(const std::vector<std::string>& args, const fs::path& log) {
   posix_spawn_file_actions_t actions;
