@@ -65,7 +65,7 @@ struct Surface {
   int refractionOptions = 1;              // TROP
   uint32_t reflectionImage = 0;           // RIMG: clip index, 0 = none
   uint32_t refractionImage = 0;           // TIMG
-  int alphaOptions = 0;                   // ALPH mode
+  int alphaOptions = 2;                   // ALPH mode; without the chunk, surface opacity
   double alphaValue = 1.0;                // ALPH value
   int lineFlags = 0;                      // LINE flags
 

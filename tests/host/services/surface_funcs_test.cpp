@@ -130,7 +130,7 @@ TEST(SurfaceFuncs, DefaultsEnvelopesTexturesAndVertexColours) {
                                 {"AdditiveTransparency", 0.0}, {"SmoothingAngle", 0.0}, {"NoSuchChannel", 0.0}})
     EXPECT_DOUBLE_EQ(sf->getFlt(plain, channel)[0], value) << channel;
   EXPECT_NEAR(sf->getFlt(plain, "BaseColor")[2], 200.0 / 255.0, 1e-6);
-  for (auto [channel, value] : {std::pair{"Sidedness", 1}, {"ReflectionOptions", 1}, {"AlphaOptions", 0}})
+  for (auto [channel, value] : {std::pair{"Sidedness", 1}, {"ReflectionOptions", 1}, {"AlphaOptions", 2}})
     EXPECT_EQ(sf->getInt(plain, channel), value) << channel;
   EXPECT_EQ(sf->getEnv(plain, "Luminosity"), nullptr);
   EXPECT_EQ(sf->getTex(plain, "BaseColor"), nullptr);
