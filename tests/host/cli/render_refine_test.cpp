@@ -99,11 +99,11 @@ class RenderRefine : public ::testing::Test {
   static std::vector<float> colours(const std::string& file) {
     auto in = OIIO::ImageInput::open(file);
     if (!in) return {};
-    const OIIO::ImageSpec spec = in->spec();
-    std::vector<float> all(size_t(spec.width) * spec.height * spec.nchannels);
-    if (!in->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, all.data())) return {};
+    const OIIO::ImageSpec& layout = in->spec();
+    std::vector<float> all(size_t(layout.width) * layout.height * layout.nchannels);
+    if (!in->read_image(0, 0, 0, layout.nchannels, OIIO::TypeDesc::FLOAT, all.data())) return {};
     std::vector<float> rgb;
-    for (size_t p = 0; p < all.size(); p += size_t(spec.nchannels))
+    for (size_t p = 0; p < all.size(); p += size_t(layout.nchannels))
       for (int c = 0; c < 3; ++c) rgb.push_back(all[p + size_t(c)]);
     return rgb;
   }
