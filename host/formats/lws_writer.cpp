@@ -230,7 +230,81 @@ class Writer {
     line("SubPatchLevel " + std::to_string(o.subPatchLevel) + " " + std::to_string(o.subPatchRenderLevel));
     if (o.subdivisionOrder != 0) line("SubdivisionOrder " + std::to_string(o.subdivisionOrder));
     for (uint32_t id : o.excludedLights) line("ExcludeLight " + hexId(id));
-    for (const std::string& l : o.clipMap) line(l);
+    if (o.clipMap) clipMap(*o.clipMap);
+  }
+
+  // The clip map in the form the reader documents.
+  void clipMap(const SceneTexture& t) {
+    const ObjectModel* home = t.home.get();
+    auto findEnvelope = [home](uint32_t index) { return home ? home->findEnvelope(index) : nullptr; };
+    // Numbers, or "(envelope)" with the envelopes after the line; a vector's envelopes stand
+    // at its first index and the two after it.
+    auto values = [&](const std::string& key, const std::vector<std::pair<double, uint32_t>>& parts, double scale) {
+      std::string text = "    " + key;
+      std::vector<const Envelope*> after;
+      for (const auto& [value, envelope] : parts) {
+        const Envelope* e = findEnvelope(envelope);
+        text += " " + (e ? std::string("(envelope)") : num(value * scale));
+        if (e) after.push_back(e);
+      }
+      line(text);
+      for (const Envelope* e : after) envelope(*e, scale);
+    };
+    auto vector = [&](const std::string& key, const EnvelopedVector& v, double scale = 1.0) {
+      std::vector<std::pair<double, uint32_t>> parts;
+      for (uint32_t k = 0; k < 3; ++k) parts.push_back({v.value[k], v.envelope ? v.envelope + k : 0});
+      values(key, parts, scale);
+    };
+    auto field = [&](const std::string& key, const std::string& text) { line("    " + key + " " + text); };
+    auto quoted = [](const std::string& s) { return "\"" + s + "\""; };
+
+    line("ClipMap");
+    line("{ Texture");
+    for (const TextureLayer& l : t.layers) {
+      switch (l.type) {
+        case TextureType::ImageMap: line("  { ImageMap"); break;
+        case TextureType::Procedural: line("  { Procedural " + quoted(l.procedure)); break;
+        case TextureType::Gradient: line("  { Gradient"); break;
+        default: continue;  // shaders have no place in this form
+      }
+      field("Enable", l.enabled ? "1" : "0");
+      values("Opacity", {{l.opacity, l.opacityEnvelope}}, 1.0);
+      field("BlendMode", std::to_string(int(l.blend)));
+      field("Negative", l.negative ? "1" : "0");
+      field("Axis", std::to_string(l.axis));
+      vector("Center", l.mapping.center);
+      vector("Size", l.mapping.size);
+      vector("Rotation", l.mapping.rotation, kRadToDeg);
+      field("CoordinateSystem", std::to_string(l.mapping.coordinateSystem));
+      if (l.type == TextureType::ImageMap) {
+        field("Projection", std::to_string(int(l.projection)));
+        if (const Clip* c = home ? home->findClip(l.clip) : nullptr) field("Image", quoted(c->path));
+        field("WrapType", std::to_string(int(l.wrapWidth)) + " " + std::to_string(int(l.wrapHeight)));
+        values("WrapAmount", {{l.wrapWidthAmount, l.wrapWidthEnvelope}, {l.wrapHeightAmount, l.wrapHeightEnvelope}},
+               1.0);
+        field("PixelBlending", l.pixelBlending ? "1" : "0");
+        field("Antialias", std::to_string(l.antialiasFlags) + " " + num(l.antialiasStrength));
+        if (!l.uvMap.empty()) field("UVMap", quoted(l.uvMap));
+      } else if (l.type == TextureType::Procedural) {
+        const auto& v = l.procedureValue;
+        field("Value", num(v[0]) + " " + num(v[1]) + " " + num(v[2]));
+      } else {
+        if (!l.gradientParameter.empty()) field("Parameter", quoted(l.gradientParameter));
+        if (!l.gradientItem.empty()) field("Item", quoted(l.gradientItem));
+        field("Range", num(l.gradientStart) + " " + num(l.gradientEnd));
+        field("Repeat", std::to_string(l.gradientRepeat));
+        for (size_t k = 0; k < l.gradientKeys.size(); ++k) {
+          const GradientKey& g = l.gradientKeys[k];
+          std::string text = num(g.input);
+          for (double c : g.output) text += " " + num(c);
+          if (k < l.gradientKeyShapes.size() && l.gradientKeyShapes[k] <= 2)
+            text += " " + std::to_string(l.gradientKeyShapes[k]);
+          field("Key", text);
+        }
+      }
+      line("  }");
+    }
+    line("}");
   }
 
   void writeLight(const LightSettings& l) {

@@ -10,6 +10,7 @@
 
 #include "host/scene/animated.h"
 #include "host/scene/plugin.h"
+#include "host/scene/texture.h"
 
 namespace host {
 
@@ -76,7 +77,7 @@ struct ObjectSettings {
   double distanceDissolveMax = 1.0;
   AnimatedColor matteColor{0.0, 0.0, 0.0};
   Animated polygonSize = 1.0;
-  std::vector<std::string> clipMap;           // the clip map's block as written; empty for none
+  std::shared_ptr<const SceneTexture> clipMap;  // where it holds more than 0.5 the object has holes; null for none
   int subdivisionOrder = 0;                   // 5 is "Last"
   int subPatchLevel = 3, subPatchRenderLevel = 3;
   std::vector<uint32_t> excludedLights;       // light item ids, kRadiosityItemId, kCausticsItemId

@@ -4,10 +4,13 @@
 // is only the record.
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace host {
+
+struct ObjectModel;
 
 enum class TextureType { ImageMap, Procedural, Gradient, Shader };
 
@@ -94,6 +97,15 @@ struct TextureLayer {
   std::string shaderName;
   std::vector<uint8_t> shaderData;
   bool operator==(const TextureLayer&) const = default;
+};
+
+// A texture that belongs to the scene rather than to an object file (an object's clip map).
+// Its layers name image clips and envelopes by index, as an object's do, so `home` is a small
+// model that holds just those: the clips (stills, numbered from 1, paths as written) and the
+// envelopes. With it the layers evaluate exactly as a surface's do.
+struct SceneTexture {
+  std::vector<TextureLayer> layers;     // bottom layer first
+  std::shared_ptr<ObjectModel> home;    // never null once filled
 };
 
 }  // namespace host

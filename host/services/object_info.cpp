@@ -73,7 +73,7 @@ LWTextureID dispMap(LWItemID) { return nullptr; }
 LWTextureID clipMap(LWItemID id) {
   Host* h = Host::current();
   const Item* it = object(id);
-  if (!h || !it || it->object.clipMap.empty() || !h->links().clipMapTexture) return nullptr;
+  if (!h || !it || !it->object.clipMap || !h->links().clipMapTexture) return nullptr;
   return h->links().clipMapTexture(itemIndexOf(h->scene(), id));
 }
 

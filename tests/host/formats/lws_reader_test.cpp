@@ -56,6 +56,49 @@ PolygonSize 0.5
 SubdivisionOrder 5
 ExcludeLight 20000001
 ExcludeLight 21000000
+ClipMap
+{ Texture
+  { ImageMap
+    Opacity (envelope)
+    { Envelope
+      2
+      Key 0 0 0 0 0 0 0 0 0
+      Key 1 2 3 0 0 0 0 0 0
+      Behaviors 1 1
+    }
+    BlendMode 7
+    Axis 2
+    Projection 5
+    Image "images/holes and all.png"
+    Size 2 (envelope) 4
+    { Envelope
+      1
+      Key 3 0 0 0 0 0 0 0 0
+      Behaviors 1 1
+    }
+    Rotation 90 0 -45
+    WrapType 0 2
+    WrapAmount 3 0.5
+    PixelBlending 0
+    UVMap "Texture"
+    FutureLine 1 2
+    { FutureBlock
+      Inside 1
+    }
+  }
+  { Procedural "Checkerboard"
+    Value 1
+    Negative 1
+    Image "images/holes and all.png"
+  }
+  { Gradient
+    Parameter "Distance to Object"
+    Item "Pivot Null"
+    Range 0 5
+    Key 0  0 0 0 1
+    Key 5  1 1 1 1 2
+  }
+}
 Plugin DisplacementHandler 1 Wobble
   Amplitude 0.5
 EndPlugin
@@ -246,6 +289,48 @@ TEST(LwsReader, ReadsItemsSettingsAndServerBlocks) {
   EXPECT_EQ(crate.plugins[0].name, "Wobble");
   EXPECT_EQ(crate.plugins[0].text(), "  Amplitude 0.5\n");
 
+  // The clip map: three layers over one image clip, with its envelopes in the clip map's home.
+  ASSERT_NE(crate.object.clipMap, nullptr);
+  const SceneTexture& clip = *crate.object.clipMap;
+  ASSERT_EQ(clip.layers.size(), 3u);
+  ASSERT_EQ(clip.home->clips.size(), 1u);
+  EXPECT_EQ(clip.home->clips[0].path, "images/holes and all.png");
+  EXPECT_EQ(clip.home->clips[0].index, 1u);
+  const TextureLayer& image = clip.layers[0];
+  EXPECT_EQ(image.type, TextureType::ImageMap);
+  EXPECT_EQ(image.clip, 1u);
+  EXPECT_EQ(image.blend, BlendMode::Additive);
+  EXPECT_EQ(image.axis, 2);
+  EXPECT_EQ(image.projection, Projection::UV);
+  EXPECT_EQ(image.uvMap, "Texture");
+  EXPECT_FALSE(image.pixelBlending);
+  EXPECT_EQ(image.wrapWidth, WrapMode::Reset);
+  EXPECT_EQ(image.wrapHeight, WrapMode::Mirror);
+  EXPECT_EQ(image.wrapWidthAmount, 3.0);
+  EXPECT_EQ(image.wrapHeightAmount, 0.5);
+  EXPECT_NEAR(image.mapping.rotation.value[0], 1.5707963267948966, 1e-12);
+  EXPECT_NEAR(image.mapping.rotation.value[2], -0.7853981633974483, 1e-12);
+  ASSERT_NE(clip.home->findEnvelope(image.opacityEnvelope), nullptr);
+  EXPECT_DOUBLE_EQ(clip.home->findEnvelope(image.opacityEnvelope)->evaluate(2.0), 1.0);
+  EXPECT_EQ(image.mapping.size.value[0], 2.0);
+  EXPECT_EQ(image.mapping.size.value[2], 4.0);
+  ASSERT_NE(image.mapping.size.envelope, 0u);
+  EXPECT_EQ(clip.home->findEnvelope(image.mapping.size.envelope), nullptr);  // x is a plain number
+  ASSERT_NE(clip.home->findEnvelope(image.mapping.size.envelope + 1), nullptr);
+  EXPECT_EQ(clip.home->findEnvelope(image.mapping.size.envelope + 1)->evaluate(0.0), 3.0);
+  EXPECT_EQ(clip.layers[1].procedure, "Checkerboard");
+  EXPECT_TRUE(clip.layers[1].negative);
+  EXPECT_EQ(clip.layers[1].procedureValue, (std::array<double, 3>{1, 1, 1}));
+  EXPECT_EQ(clip.layers[1].clip, 1u);  // the same image, the same clip
+  const TextureLayer& gradient = clip.layers[2];
+  EXPECT_EQ(gradient.gradientParameter, "Distance to Object");
+  EXPECT_EQ(gradient.gradientItem, "Pivot Null");
+  EXPECT_EQ(gradient.gradientEnd, 5.0);
+  ASSERT_EQ(gradient.gradientKeys.size(), 2u);
+  EXPECT_EQ(gradient.gradientKeys[1].input, 5.0);
+  EXPECT_EQ(gradient.gradientKeyShapes, (std::vector<uint16_t>{0, 2}));
+  EXPECT_EQ(scene.items[2].object.clipMap, nullptr);
+
   // Parents: the null hangs from the camera that comes later in the file, the second crate
   // from the null.
   const Item& null = scene.items[1];
@@ -427,6 +512,48 @@ TEST(LwsReader, DamagedScenesFailWithFileAndLine) {
 
 // Lines of nothing but control white space (a vertical tab, a form feed) count as blank
 // everywhere, inside envelopes too, instead of passing for a line with no first word.
+// A clip map damaged inside costs only the clip map: a warning names its line, and whatever
+// follows the block still reads. Braces that never close fail the scene.
+TEST(LwsReader, DamagedClipMapsAreLeftOutWithAWarning) {
+  struct Case {
+    const char* block;
+    int line;          // of the scene, counted from 1
+    const char* what;  // part of the warning
+  };
+  const Case cases[] = {
+      {"{ Texture\n  { ImageMap\n    Opacity lots\n  }\n}\n", 7, "\"lots\" is not a number"},
+      {"{ Texture\n  { Marble\n  }\n}\n", 6, "Marble"},
+      {"{ Texture\n  { ImageMap\n    Image \"\"\n  }\n}\n", 7, "Image needs"},
+      {"{ Texture\n  { Procedural\n  }\n}\n", 6, "needs its name"},
+      {"{ Texture\n  { ImageMap\n    WrapType 1 9\n  }\n}\n", 7, "out of range"},
+      {"{ Texture\n  { Gradient\n    Key 0 1 1\n  }\n}\n", 7, "Key needs"},
+      {"{ Texture\n  { ImageMap\n    Opacity (envelope)\n    Size 1 1 1\n  }\n}\n", 8, "Envelope"},
+      {"{ Surface\n}\n", 5, "{ Texture"},
+      {"\n", 4, "no block"},
+  };
+  for (const Case& c : cases) {
+    const std::string text = std::string("LWSC\n5\nAddNullObject Holey\nClipMap\n") + c.block +
+                             "UnseenByRays 1\nAddNullObject After\n";
+    Scene scene;
+    std::string error;
+    std::vector<std::string> warnings;
+    ASSERT_TRUE(readSceneText(text, "holey.lws", scene, error, {}, &warnings)) << error << "\n" << text;
+    ASSERT_EQ(warnings.size(), 1u) << text;
+    EXPECT_EQ(warnings[0].rfind("holey.lws:" + std::to_string(c.line) + ":", 0), 0u) << warnings[0];
+    EXPECT_NE(warnings[0].find(c.what), std::string::npos) << warnings[0];
+    EXPECT_NE(warnings[0].find("Holey"), std::string::npos) << warnings[0];
+    ASSERT_EQ(scene.items.size(), 2u) << text;
+    EXPECT_EQ(scene.items[0].object.clipMap, nullptr);
+    EXPECT_EQ(scene.items[0].object.flags, ObjectUnseenByRays);
+  }
+  Scene scene;
+  std::string error;
+  EXPECT_FALSE(readSceneText("LWSC\n5\nAddNullObject N\nClipMap\n{ Texture\n  { ImageMap\n}\n", "open.lws",
+                             scene, error));
+  EXPECT_EQ(error.rfind("open.lws:4:", 0), 0u) << error;
+  EXPECT_NE(error.find("clip map"), std::string::npos) << error;
+}
+
 TEST(LwsReader, ControlWhiteSpaceLinesAreBlank) {
   const std::string text =
       "LWSC\n3\n\nAddNullObject N\nObjectMotion\nNumChannels 1\nChannel 0\n{ Envelope\n  1\n\v\n\f \n"

@@ -113,6 +113,96 @@ TEST(LwsWriter, SceneBuiltInCodeComesBack) {
   EXPECT_EQ(writeSceneText(back), writeSceneText(scene));
 }
 
+// A clip map of every layer kind, with envelopes on a value, a vector's middle part, a
+// rotation and one wrap amount, comes back as it was and writes the same text again.
+TEST(LwsWriter, ClipMapsComeBack) {
+  auto t = std::make_shared<SceneTexture>();
+  t->home = std::make_shared<ObjectModel>();
+  Clip c;
+  c.index = 1;
+  c.path = "C:\\Images\\holes \"big\".png";
+  t->home->clips.push_back(c);
+  const auto envelope = [&](uint32_t index, KeyShape shape) {
+    t->home->envelopes.push_back({index, 0, curve(shape)});
+    return index;
+  };
+  TextureLayer image;
+  image.clip = 1;
+  image.opacityEnvelope = envelope(1, KeyShape::TCB);
+  image.blend = BlendMode::Multiply;
+  image.axis = 0;
+  image.projection = Projection::Cubic;
+  // A vector's envelopes stand at its index and the two after it; here the centre's y and
+  // the rotation's heading and bank. An enveloped part's own number isn't written.
+  image.mapping.center = {{0.5, 0, 2}, envelope(3, KeyShape::Hermite) - 1};
+  image.mapping.rotation = {{0, 0.25, 0}, envelope(5, KeyShape::Bezier2D)};
+  envelope(7, KeyShape::Stepped);
+  image.mapping.coordinateSystem = 1;
+  image.wrapWidth = WrapMode::Edge;
+  image.wrapWidthAmount = 2.5;
+  image.wrapHeightEnvelope = envelope(8, KeyShape::Linear);
+  image.antialiasFlags = 0;
+  image.antialiasStrength = 0.25;
+  image.uvMap = "Texture";
+  TextureLayer checker;
+  checker.type = TextureType::Procedural;
+  checker.procedure = "Checkerboard";
+  checker.procedureValue = {0.25, 0.5, 1};
+  checker.enabled = false;
+  checker.negative = true;
+  TextureLayer gradient;
+  gradient.type = TextureType::Gradient;
+  gradient.gradientParameter = "Y Coordinate";
+  gradient.gradientItem = "(none)";
+  gradient.gradientStart = -1;
+  gradient.gradientRepeat = 1;
+  gradient.gradientKeys = {{-1, {0, 0, 0, 1}}, {1, {1, 0.5, 0.25, 0.5}}};
+  gradient.gradientKeyShapes = {1, 2};
+  t->layers = {image, checker, gradient};
+
+  Scene scene;
+  scene.item(scene.addItem(ItemType::Object, "plain")).object.isNull = true;
+  const int sheet = scene.addItem(ItemType::Object, "sheet");
+  scene.item(sheet).object.isNull = true;
+  scene.item(sheet).object.clipMap = t;
+  const std::string text = writeSceneText(scene);
+  const Scene back = readBack(text);
+  ASSERT_EQ(back.items.size(), 2u);
+  EXPECT_EQ(back.items[0].object.clipMap, nullptr);
+  ASSERT_NE(back.items[1].object.clipMap, nullptr);
+  const SceneTexture& u = *back.items[1].object.clipMap;
+  EXPECT_EQ(u.home->clips, t->home->clips);
+  ASSERT_EQ(u.layers.size(), 3u);
+  // Rotations pass through degrees; the rest is exact.
+  TextureLayer turned = u.layers[0];
+  for (size_t k = 0; k < 3; ++k) {
+    EXPECT_NEAR(turned.mapping.rotation.value[k], image.mapping.rotation.value[k], 1e-15);
+    turned.mapping.rotation.value[k] = image.mapping.rotation.value[k];
+  }
+  // Envelopes may be numbered differently; they are compared by what they give below.
+  const TextureLayer& again = u.layers[0];
+  for (TextureLayer* l : {&turned, &image}) {
+    l->opacityEnvelope = l->wrapHeightEnvelope = 0;
+    l->mapping.center.envelope = l->mapping.rotation.envelope = 0;
+  }
+  EXPECT_EQ(turned, image);
+  EXPECT_EQ(u.layers[1], checker);
+  EXPECT_EQ(u.layers[2], gradient);
+  const TextureLayer& was = t->layers[0];
+  const auto at = [](const SceneTexture& s, uint32_t index) { return s.home->findEnvelope(index); };
+  ASSERT_EQ(at(u, again.mapping.center.envelope), nullptr);  // x and z are plain numbers
+  ASSERT_EQ(at(u, again.mapping.center.envelope + 2), nullptr);
+  for (const auto& [a, b] : {std::pair{again.opacityEnvelope, was.opacityEnvelope},
+                             {again.mapping.center.envelope + 1, was.mapping.center.envelope + 1},
+                             {again.mapping.rotation.envelope, was.mapping.rotation.envelope},
+                             {again.mapping.rotation.envelope + 2, was.mapping.rotation.envelope + 2},
+                             {again.wrapHeightEnvelope, was.wrapHeightEnvelope}}) {
+    ASSERT_NE(at(u, a), nullptr) << a;
+    for (double time : {-0.7, 0.25, 1.3, 2.9}) EXPECT_NEAR(at(u, a)->evaluate(time), at(*t, b)->evaluate(time), 1e-9);
+  }
+  EXPECT_EQ(writeSceneText(back), text);
+}
+
 TEST(LwsWriter, CorpusScenesSurviveAWriteAndRead) {
   const fs::path folder = fs::path(OMBREL_CORPUS_DIR) / "lightwave" / "LWS";
   if (!fs::is_directory(folder)) GTEST_SKIP() << "no corpus at " << folder;
