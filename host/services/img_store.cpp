@@ -299,6 +299,8 @@ void ImageTable::sync(const Scene& scene, const std::string& contentFolder, cons
     if (!i->empty()) byPath(*i);
   for (const Item& item : scene.items) {
     if (item.type == ItemType::Light && !item.light.projectionImage.empty()) byPath(item.light.projectionImage);
+    if (item.type == ItemType::Object && item.object.clipMap && item.object.clipMap->home)
+      for (const Clip& c : item.object.clipMap->home->clips) forClip(item.object.clipMap->home, c.index);
     if (item.type != ItemType::Object || !item.object.model) continue;
     for (const Clip& c : item.object.model->clips) forClip(item.object.model, c.index);
   }

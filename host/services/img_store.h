@@ -109,8 +109,8 @@ class ImageTable {
   void attach(Host* host) { host_ = host; }
   Host* host() const { return host_; }
 
-  // Adds what the scene names: its own images, compositing images, light projection images
-  // and every clip of every object.
+  // Adds what the scene names: its own images, compositing images, light projection images,
+  // every clip of every object and the images of objects' clip maps.
   void sync(const Scene& scene, const std::string& contentFolder, const std::string& imagesFolder);
 
   // The image of an object's clip (references followed); null for 0 or a clip the model lacks.

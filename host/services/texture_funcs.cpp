@@ -1,5 +1,5 @@
-// "Texture Functions": a texture per surface channel with layers, evaluated over the
-// channel's value at a spot.
+// "Texture Functions": a texture per surface channel with layers, and one per object's clip
+// map, evaluated over the channel's value at a spot.
 #include "host/services/texture_funcs.h"
 
 #include <atomic>
@@ -20,6 +20,7 @@ namespace {
 struct TextureRecord {
   std::unique_ptr<TextureStack> stack;
   std::shared_ptr<const ObjectModel> model;  // keeps the layers alive
+  std::shared_ptr<const SceneTexture> sceneTexture;  // or, for a clip map, these
   std::string name;
   int returnType = TRT_SCALAR;
   void* userData = nullptr;
@@ -31,6 +32,7 @@ struct TextureTable {
   SlotList<TextureRecord> records;
   std::mutex mutex;
   std::map<std::tuple<const ObjectModel*, size_t, std::string>, size_t> byChannel;
+  std::map<const SceneTexture*, size_t> clipMaps;
 };
 
 TextureTable& tableOf(Host& host) { return host.state<TextureTable>(); }
@@ -255,6 +257,29 @@ LWTextureFuncs kTextureFuncs = {
     noise,         userData,       texture,         name,       type,          envGroup,
 };
 
+// The texture of an object item's clip map, made on first use; null when it has none.
+LWTextureID clipMapTexture(Host& host, int item) {
+  const Scene& scene = host.scene();
+  if (item < 0 || size_t(item) >= scene.items.size()) return nullptr;
+  const Item& it = scene.items[size_t(item)];
+  const std::shared_ptr<const SceneTexture>& clip = it.object.clipMap;
+  if (it.type != ItemType::Object || !clip || clip->layers.empty()) return nullptr;
+  TextureTable& t = tableOf(host);
+  std::lock_guard lock(t.mutex);
+  // The record holds the texture, so its address isn't reused while the key stands.
+  if (auto found = t.clipMaps.find(clip.get()); found != t.clipMaps.end()) return toId(found->second);
+  auto r = std::make_unique<TextureRecord>();
+  r->sceneTexture = clip;
+  r->model = clip->home;
+  r->stack = std::make_unique<TextureStack>(TextureKind::Percent, clip->home, &clip->layers, &imageTable(host));
+  r->stack->setTime(host.time(), int(std::floor(host.frame() + 0.5)));
+  r->name = it.name + ".ClipMap";
+  r->returnType = TRT_PERCENT;
+  const size_t n = t.records.add(std::move(r));
+  if (n) t.clipMaps[clip.get()] = n;
+  return n ? toId(n) : nullptr;
+}
+
 }  // namespace
 
 LWTextureID channelTexture(Host& host, const std::shared_ptr<const ObjectModel>& model, size_t surface,
@@ -347,6 +372,7 @@ double textureNoise(const double p[3]) {
 void registerTextureFuncs(Host& host) {
   tableOf(host);
   host.services().addVersioned(LWTEXTUREFUNCS_GLOBAL, 3, [](int) -> void* { return &kTextureFuncs; });
+  host.links().clipMapTexture = [&host](int item) { return clipMapTexture(host, item); };
 }
 
 }  // namespace host
