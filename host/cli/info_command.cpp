@@ -1,6 +1,6 @@
 // `ombrel info PATH [--frame F] [--json]`: reads a scene or an object file into the host and
 // reports it as a plug-in would see it through the host's services: per object its file,
-// layer, counts, surfaces and bounds; per item its place at the frame; lights, cameras,
+// layer, counts, surfaces, bounds and clip map; per item its place at the frame; lights, cameras,
 // frame settings, backdrop and fog.
 #include "host/cli/info_command.h"
 
@@ -64,6 +64,9 @@ struct ObjectReport {
   std::vector<SurfaceReport> surfaces;
   bool hasBounds = false;
   Vec3 boundsMin{}, boundsMax{};
+  bool hasClipMap = false;
+  int clipMapLayers = 0;
+  std::vector<std::string> clipMapImages;  // as the scene names them
 };
 
 struct LightReport {
@@ -237,6 +240,13 @@ ObjectReport objectReport(host::Host& h, LWItemInfo* items, LWObjectInfo* object
   r.file = objects->filename(id) ? objects->filename(id) : "";
   r.layer = item ? item->object.layer : 0;
   if (layer) r.layerName = layer->name;
+  if (item && item->object.clipMap) {
+    const host::SceneTexture& clip = *item->object.clipMap;
+    r.hasClipMap = true;
+    r.clipMapLayers = int(clip.layers.size());
+    if (clip.home)
+      for (const host::Clip& c : clip.home->clips) r.clipMapImages.push_back(c.path);
+  }
   r.points = objects->numPoints(id);
   r.polygons = objects->numPolygons(id);
   LWMeshInfo* mesh = objects->meshInfo(id, 1);
@@ -575,6 +585,18 @@ void printJson(const InfoReport& r) {
       w.endObject();
     }
     w.endArray();
+    w.key("clipMap");
+    if (!o.hasClipMap) {
+      w.null();
+    } else {
+      w.beginObject();
+      w.field("layers", o.clipMapLayers);
+      w.key("images");
+      w.beginArray();
+      for (const std::string& image : o.clipMapImages) w.value(image);
+      w.endArray();
+      w.endObject();
+    }
     w.endObject();
   }
   w.endArray();
@@ -696,6 +718,12 @@ void printText(const InfoReport& r) {
                   s.refractionIndex, s.luminosity, s.doubleSided ? "double sided" : "one sided");
       if (s.smoothingAngle > 0) std::printf("smoothed to %g degrees\n", s.smoothingAngle);
       else std::printf("not smoothed\n");
+    }
+    if (o.hasClipMap) {
+      std::string images;
+      for (const std::string& i : o.clipMapImages) images += (images.empty() ? "" : ", ") + ("\"" + i + "\"");
+      std::printf("    clip map: %d layer%s%s%s\n", o.clipMapLayers, o.clipMapLayers == 1 ? "" : "s",
+                  images.empty() ? "" : ", images ", images.c_str());
     }
   }
   if (!r.bones.empty()) {
