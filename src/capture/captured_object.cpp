@@ -7,20 +7,9 @@
 #include "capture/scene_capture.h"
 #include "runtime/global_services.h"
 #include "runtime/memory.h"
+#include "runtime/vector_ops.h"
 
 namespace {
-
-void normalise(double v[3]) {
-  const double length2 = v[0] * v[0] + v[1] * v[1] + v[2] * v[2];
-  if (length2 == 0.0) {
-    v[0] = 0.0;
-    v[1] = 1.0;
-    v[2] = 0.0;
-    return;
-  }
-  const double k = 1.0 / std::sqrt(length2);
-  for (int i = 0; i < 3; ++i) v[i] *= k;
-}
 
 // The micropol members that follow the normal matrices.
 void setMicropolTransforms(CapturedObject* object) {
@@ -55,7 +44,7 @@ int MicropolIlluminate(LWItemID light, const LWDVector position, LWDVector direc
     }
   } catch (...) {
   }
-  normalise(d);
+  vec::normaliseOrUp(d);
   for (int i = 0; i < 3; ++i) direction[i] = d[i];
   return 1;
 }

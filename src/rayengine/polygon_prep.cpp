@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "capture/captured_object.h"
+#include "runtime/vector_ops.h"
 
 namespace {
 
@@ -13,31 +14,9 @@ inline void load(const float* positions, int32_t point, double out[3]) {
   out[2] = p[2];
 }
 
-inline double dot(const double a[3], const double b[3]) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
-
-inline void cross(const double a[3], const double b[3], double out[3]) {
-  const double x = a[1] * b[2] - a[2] * b[1];
-  const double y = a[2] * b[0] - a[0] * b[2];
-  const double z = a[0] * b[1] - a[1] * b[0];
-  out[0] = x;
-  out[1] = y;
-  out[2] = z;
-}
-
-// Normalises in place; a zero vector becomes (0, 1, 0).
-inline void normaliseOrUp(double v[3]) {
-  const double length2 = dot(v, v);
-  if (length2 == 0.0) {
-    v[0] = 0.0;
-    v[1] = 1.0;
-    v[2] = 0.0;
-    return;
-  }
-  const double k = 1.0 / std::sqrt(length2);
-  v[0] *= k;
-  v[1] *= k;
-  v[2] *= k;
-}
+using vec::cross;
+using vec::dot;
+using vec::normaliseOrUp;
 
 inline void store(const double v[3], float* out) {
   out[0] = float(v[0]);

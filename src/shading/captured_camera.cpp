@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "runtime/global_services.h"
-#include "shading/vector_ops.h"
+#include "runtime/vector_ops.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "runtime/global_services.h"
 #include "shading/captured_camera.h"
 #include "shading/shading_core.h"
-#include "shading/vector_ops.h"
+#include "runtime/vector_ops.h"
 
 namespace {
 

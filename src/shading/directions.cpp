@@ -4,7 +4,7 @@
 
 #include "rayengine/polygon_prep.h"
 #include "runtime/random.h"
-#include "shading/vector_ops.h"
+#include "runtime/vector_ops.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "runtime/global_services.h"
 #include "runtime/random.h"
 #include "shading/captured_environment.h"
-#include "shading/vector_ops.h"
+#include "runtime/vector_ops.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include "rayengine/hit_shading.h"
 #include "rayengine/ray_cast.h"
 #include "shading/captured_light.h"
-#include "shading/vector_ops.h"
+#include "runtime/vector_ops.h"
 
 namespace {
 

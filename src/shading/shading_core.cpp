@@ -10,7 +10,7 @@
 #include "shading/directions.h"
 #include "shading/environment_lookup.h"
 #include "shading/radiosity_settings.h"
-#include "shading/vector_ops.h"
+#include "runtime/vector_ops.h"
 
 std::atomic<uint32_t> bounceSeed{0x22d32fu};
 std::atomic<uint32_t> directSeed{0xdfu};

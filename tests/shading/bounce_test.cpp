@@ -8,7 +8,7 @@
 #include "host/services/backdrop.h"
 #include "shading/directions.h"
 #include "shading/radiosity_settings.h"
-#include "shading/vector_ops.h"
+#include "runtime/vector_ops.h"
 #include "shading_world.h"
 
 namespace {

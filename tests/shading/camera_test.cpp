@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "shading/captured_camera.h"
-#include "shading/vector_ops.h"
+#include "runtime/vector_ops.h"
 #include "shading_world.h"
 
 namespace {

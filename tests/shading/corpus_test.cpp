@@ -7,7 +7,7 @@
 
 #include "host/formats/lwo_reader.h"
 #include "shading/radiosity_settings.h"
-#include "shading/vector_ops.h"
+#include "runtime/vector_ops.h"
 #include "shading_world.h"
 
 namespace {

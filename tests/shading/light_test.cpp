@@ -13,7 +13,7 @@
 #include "runtime/global_services.h"
 #include "shading/captured_light.h"
 #include "shading/shading_core.h"
-#include "shading/vector_ops.h"
+#include "runtime/vector_ops.h"
 #include "shading_world.h"
 
 namespace {

@@ -1,5 +1,5 @@
 #pragma once
-// Small vector helpers on double[3], as every shading routine uses them.
+// Small vector helpers on double[3], for the capture, the ray engine and the shading.
 #include <cmath>
 
 namespace vec {
@@ -69,6 +69,20 @@ inline void renormalize(double a[3]) {
 inline bool differs(const double a[3], const double b[3], double tolerance) {
   return std::fabs(a[0] - b[0]) > tolerance || std::fabs(a[1] - b[1]) > tolerance ||
          std::fabs(a[2] - b[2]) > tolerance;
+}
+
+// In place, by the reciprocal of the length (the rounding the ray engine's normals were
+// made with); a zero vector becomes (0, 1, 0).
+inline void normaliseOrUp(double v[3]) {
+  const double length2 = dot(v, v);
+  if (length2 == 0.0) {
+    set(v, 0.0, 1.0, 0.0);
+    return;
+  }
+  const double k = 1.0 / std::sqrt(length2);
+  v[0] *= k;
+  v[1] *= k;
+  v[2] *= k;
 }
 
 }  // namespace vec
