@@ -115,12 +115,13 @@ TEST_F(RenderClipMap, TheBoxShowsThroughWhereTheSheetIsCutAway) {
 
   auto in = OIIO::ImageInput::open((dir / "out" / "x0001.exr").string());
   ASSERT_TRUE(in);
-  const OIIO::ImageSpec& spec = in->spec();
-  ASSERT_EQ(spec.width, 32);
-  ASSERT_EQ(spec.height, 18);
-  std::vector<float> px(size_t(spec.width) * size_t(spec.height) * size_t(spec.nchannels));
-  ASSERT_TRUE(in->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, px.data()));
-  const auto at = [&](int x, int y, int c) { return px[(size_t(y) * 32 + size_t(x)) * size_t(spec.nchannels) + size_t(c)]; };
+  const OIIO::ImageSpec dims = in->spec_dimensions(0);
+  ASSERT_EQ(dims.width, 32);
+  ASSERT_EQ(dims.height, 18);
+  const size_t n = size_t(dims.nchannels);
+  std::vector<float> px(32 * 18 * n);
+  ASSERT_TRUE(in->read_image(0, 0, 0, int(n), OIIO::TypeDesc::FLOAT, px.data()));
+  const auto at = [&](int x, int y, int c) { return px[(size_t(y) * 32 + size_t(x)) * n + size_t(c)]; };
   // The box spans the middle of the picture, in front of the sheet's cut half on the left
   // and behind its whole half on the right. Rows above and below the box show the sheet's
   // halves: nothing (the backdrop) on the left, the sheet on the right.
