@@ -99,7 +99,7 @@ class RenderRefine : public ::testing::Test {
   static std::vector<float> colours(const std::string& file) {
     auto in = OIIO::ImageInput::open(file);
     if (!in) return {};
-    const OIIO::ImageSpec& layout = in->spec();
+    const OIIO::ImageSpec layout = in->spec_dimensions(0);
     std::vector<float> all(size_t(layout.width) * layout.height * layout.nchannels);
     if (!in->read_image(0, 0, 0, layout.nchannels, OIIO::TypeDesc::FLOAT, all.data())) return {};
     std::vector<float> rgb;
