@@ -7,6 +7,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
 #include <memory>
@@ -15,6 +16,7 @@
 #include <thread>
 
 #include "capture/scene_capture.h"
+#include "finalrender/batch.h"
 #include "finalrender/file_names.h"
 #include "finalrender/final_render_job.h"
 #include "finalrender/frame_loop.h"
@@ -26,6 +28,7 @@
 #include "rayengine/ray_engine.h"
 #include "runtime/global_services.h"
 #include "runtime/module_load.h"
+#include "shading/radiosity_settings.h"
 
 namespace {
 
@@ -123,6 +126,17 @@ class FrameLoopWorld {
     job->refineWithoutAsking = 1;
     job->giveBackByStarter = 1;
     job->running = 1;
+    // The settings the scene's master block holds (the demo's Monte Carlo radiosity), as a
+    // render of the scene would use them.
+    if (const host::PluginBlock* master = host::findPlugin(host_->scene().plugins, "MasterHandler", "Ombrel")) {
+      BatchSettings saved{};
+      if (!batchReadSettings(master->text().c_str(), &saved, nullptr)) {
+        radiositySettings = saved.radiosity;
+        job->dof25d = saved.dof25d;
+        job->mb25d = saved.mb25d;
+        radiosity = saved.radiosity.type;
+      }
+    }
     const double frame = host_->frame();
     setUpFailure = frameLoopSetUp(job, frame, frame, 1.0);
 
@@ -142,6 +156,7 @@ class FrameLoopWorld {
     SceneCapture_Destroy(capture_);
     globalServices = {};
     host_.reset();
+    radiositySettings = kDefaultRadiositySettings;
     std::error_code ignored;
     fs::remove_all(dir_, ignored);
   }
@@ -156,6 +171,7 @@ class FrameLoopWorld {
   FinalRenderJob* job = nullptr;
   const char* setUpFailure = nullptr;
   std::string name;
+  int32_t radiosity = kNoRadiosity;
 
  private:
   std::unique_ptr<host::Host> host_;
@@ -173,7 +189,9 @@ void frameLoopSlices(benchmark::State& state) {
     state.SkipWithError(world.setUpFailure);
     return;
   }
-  state.SetLabel(world.name + " " + std::to_string(world.job->width) + "x" + std::to_string(world.job->height));
+  static const char* const kRadiosity[] = {"no radiosity", "background radiosity", "Monte Carlo radiosity"};
+  state.SetLabel(world.name + " " + std::to_string(world.job->width) + "x" + std::to_string(world.job->height) + ", " +
+                 kRadiosity[std::clamp(world.radiosity, int32_t(0), int32_t(2))]);
   int64_t before = 0;
   int64_t taken = 0;
   for (auto _ : state) {
