@@ -122,9 +122,9 @@ TEST_F(RenderClipMap, TheBoxShowsThroughWhereTheSheetIsCutAway) {
   std::vector<float> px(32 * 18 * n);
   ASSERT_TRUE(in->read_image(0, 0, 0, int(n), OIIO::TypeDesc::FLOAT, px.data()));
   const auto at = [&](int x, int y, int c) { return px[(size_t(y) * 32 + size_t(x)) * n + size_t(c)]; };
-  // The box spans the middle of the picture, in front of the sheet's cut half on the left
-  // and behind its whole half on the right. Rows above and below the box show the sheet's
-  // halves: nothing (the backdrop) on the left, the sheet on the right.
+  // The box spans the middle of the picture behind the sheet: it shows through the cut half
+  // on the left and is hidden by the whole half on the right. Rows above and below the box
+  // show the sheet's halves: nothing (the backdrop) on the left, the sheet on the right.
   for (int y : {8, 9}) {
     for (int x : {11, 12}) {
       EXPECT_GT(at(x, y, 1), 0.5f) << x << "," << y;  // the box, green
