@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -18,7 +19,6 @@
 #include <fstream>
 #include <memory>
 #include <optional>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -136,13 +136,31 @@ std::optional<double> parseNumber(const std::string& text, bool percentAllowed) 
   return v * scale;
 }
 
+// "FIRST-LAST" or "FIRST", either of them negative, with spaces allowed around the numbers.
 bool parseRange(const std::string& text, long* first, long* last) {
-  static const std::regex range(R"(^\s*(-?\d+)\s*(?:-\s*(-?\d+))?\s*$)");
-  std::smatch m;
-  if (!std::regex_match(text, m, range)) return false;
-  *first = std::stol(m[1].str());
-  *last = m[2].matched ? std::stol(m[2].str()) : *first;
-  return true;
+  const char* p = text.c_str();
+  const auto skipSpace = [&p] {
+    while (std::isspace(static_cast<unsigned char>(*p))) ++p;
+  };
+  const auto number = [&](long* out) {
+    skipSpace();
+    const char* start = p;
+    if (*p == '-') ++p;
+    if (!std::isdigit(static_cast<unsigned char>(*p))) return false;
+    errno = 0;
+    char* end = nullptr;
+    *out = std::strtol(start, &end, 10);
+    p = end;
+    skipSpace();
+    return errno != ERANGE;
+  };
+  if (!number(first)) return false;
+  *last = *first;
+  if (*p == '-') {
+    ++p;
+    if (!number(last)) return false;
+  }
+  return *p == '\0';
 }
 
 std::string lower(std::string s) {

@@ -182,7 +182,7 @@ TextureLayer& ObjectBuilder::addImageMap(const std::string& surfaceName, uint32_
   t.clip = clip;
   t.projection = projection;
   t.uvMap = uvMap;
-  t.ordinal = "\x80";
+  t.ordinal.assign(1, '\x80');  // not from a literal: GCC 12 sees a false overlap in that copy
   std::vector<TextureLayer>* stack = &s.otherLayers;
   switch (channel) {
     case chunkId("COLR"): stack = &s.color.layers; break;

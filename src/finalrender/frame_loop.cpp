@@ -373,11 +373,15 @@ const char* frameLoopSetUp(FinalRenderJob* job, double lowFrame, double highFram
   job->framesPerSecond = std::clamp(rate, kLowestRate, kHighestRate);
   FinalRenderJob_Command(job, "BoundingBoxThreshold %ld", kJobBoxThreshold);
 
+  if (!(std::fabs(lowFrame) <= kFrameNumberLimit && std::fabs(highFrame) <= kFrameNumberLimit &&
+        std::fabs(stepFrame) <= kFrameNumberLimit))
+    return kSetUpFrameNumbers;
   int32_t low = int32_t(std::floor(lowFrame + 0.5));
   int32_t high = int32_t(std::floor(highFrame + 0.5));
   int32_t step = int32_t(std::floor(stepFrame + 0.5));
   if (step == 0) step = 1;
   if ((low > high && step > 0) || (low < high && step < 0)) std::swap(low, high);
+  if ((int64_t(high) - low) / step + 1 > kFrameCountLimit) return kSetUpTooManyFrames;
   job->lowFrame = low;
   job->highFrame = high;
   job->stepFrame = step;

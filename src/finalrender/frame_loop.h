@@ -7,6 +7,7 @@
 // Three parties: set-up runs on the host's side before the thread starts; the thread body
 // renders; the idle step, on the host's side again, moves the host to the time the thread
 // names and writes the status lines. The render thread never sends "GoToFrame" itself.
+#include <cstdint>
 #include <thread>
 
 #include "finalrender/final_render_job.h"
@@ -14,6 +15,13 @@
 inline constexpr char kSetUpNoBuffers[] = "Cannot allocate image buffer memory";
 inline constexpr char kSetUpNoLight[] = "Failed allocating light info.";
 inline constexpr char kSetUpNoFrame[] = "Failed allocating frame info";
+inline constexpr char kSetUpFrameNumbers[] = "Frame numbers run from -9999999 to 9999999.";
+inline constexpr char kSetUpTooManyFrames[] = "A render takes at most 10000 frames; render the range in parts.";
+
+// Frame numbers beyond these don't fit the names or the list's numbers; a longer range would
+// take minutes to set up, since each new frame finds its place by walking the list.
+inline constexpr double kFrameNumberLimit = 9999999.0;
+inline constexpr int64_t kFrameCountLimit = 10000;
 
 // The threshold the job asks of the host while it runs, so objects are never drawn as boxes
 // while the host changes frame, and the bounds of what it gives back.
@@ -26,7 +34,8 @@ inline constexpr long kKeptBoxThresholdHigh = 50000000;
 // negative step runs downward), captures the camera at time 0 for the image size, allocates
 // the planes and tallies, builds the lights and the frames (examining their refine files,
 // which may ask the user). Returns null, or the reason it failed; what it allocated stays
-// in the job either way. `job->capture` must be set.
+// in the job either way. `job->capture` must be set. Ranges past the limits above are
+// refused before anything is allocated.
 const char* frameLoopSetUp(FinalRenderJob* job, double lowFrame, double highFrame, double stepFrame);
 
 // The render thread's body: slices until `running` is cleared or the job ends by itself, then

@@ -43,7 +43,9 @@ void expectConsistent(const CapturedMesh* mesh, const std::string& what) {
     EXPECT_EQ(got, expected[point]) << what << " point " << point;
     EXPECT_EQ(Mesh_PointOf(mesh, Mesh_PointId(mesh, point)), point) << what;
   }
-  if (mesh->polygonCount > 0) EXPECT_GE(mesh->surfaceCount, 1) << what;
+  if (mesh->polygonCount > 0) {
+    EXPECT_GE(mesh->surfaceCount, 1) << what;
+  }
   EXPECT_EQ(mesh->vertexRefCount, mesh->polygonCount ? mesh->polygonEnds[mesh->polygonCount - 1] : 0) << what;
   EXPECT_EQ(mesh->meshInfo, nullptr) << what;
 }

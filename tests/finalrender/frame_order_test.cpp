@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 
 #include "final_render_world.h"
 #include "finalrender/file_names.h"
@@ -68,6 +69,36 @@ TEST(FrameOrder, SetUpOrdersTheRange) {
     job->savedBoxThreshold = 5;
     frameLoopGiveBack(job.get());
     EXPECT_EQ(world.host().interfaceState().boundingBoxThreshold, 100);
+  }
+}
+
+TEST(FrameOrder, RangesPastTheLimitsAreRefusedBeforeAnythingIsAllocated) {
+  struct Case {
+    double low, high, step;
+    const char* failure;
+  } const cases[] = {
+      {1, 10000, 1, nullptr},
+      {1, 10001, 1, kSetUpTooManyFrames},
+      {10001, 1, -1, kSetUpTooManyFrames},
+      {-9999999, 9999999, 2000, nullptr},
+      {1, 3e10, 1, kSetUpFrameNumbers},
+      {-1e300, 1, 1, kSetUpFrameNumbers},
+      {1, 2, std::nan(""), kSetUpFrameNumbers},
+  };
+  for (const Case& c : cases) {
+    frtest::World world(8, 6);
+    world.start();
+    serverStart(host::Host::globalFunction());
+    rayEngineInstall();
+    JobPtr job(FinalRenderJob_Create());
+    job->generic = &world.generic;
+    fileChooseName(world.saveFile().c_str(), ".exr", job->filePrefix, job->fileSuffix);
+    const char* failure = frameLoopSetUp(job.get(), c.low, c.high, c.step);
+    EXPECT_EQ(failure, c.failure) << c.low << " to " << c.high << " by " << c.step;
+    if (c.failure) {
+      EXPECT_EQ(job->frames, nullptr);
+      EXPECT_EQ(job->tallies, nullptr);
+    }
   }
 }
 

@@ -184,7 +184,9 @@ TEST_F(RefineFiles, ExaminationAcceptsOnlyExactSizesAndSampleCountsInRange) {
     ASSERT_EQ(frame.save(path("f.rawhdr"), path("f.ombreldat")), nullptr);
     EXPECT_EQ(refineExaminePair(path("f.rawhdr").c_str(), path("f.ombreldat").c_str(), n, &least, &most), valid)
         << value;
-    if (valid) EXPECT_EQ(most, 1000000);
+    if (valid) {
+      EXPECT_EQ(most, 1000000);
+    }
   }
 }
 

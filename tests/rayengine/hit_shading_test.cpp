@@ -106,7 +106,10 @@ TEST(HitShading, SampleFromSurfaceMatteDissolveAndTextures) {
   // Painted by a vertex colour map, wholly.
   auto painted = std::make_shared<host::ObjectModel>(*plain);
   painted->fileName = "painted.lwo";
-  host::VertexMap colours{host::chunkId("RGB "), "paint", 3};
+  host::VertexMap colours;
+  colours.type = host::chunkId("RGB ");
+  colours.name = "paint";
+  colours.dimension = 3;
   for (uint32_t point = 0; point < painted->layers[0].points.size(); ++point) {
     colours.points.push_back(point);
     colours.values.insert(colours.values.end(), {0.1f, 0.2f, 0.3f});

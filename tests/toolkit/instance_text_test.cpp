@@ -229,7 +229,9 @@ TEST(InstanceText, BrokenTextsGiveTheirFailureWordAndLine) {
   for (const Case& c : cases) {
     const auto [failure, line] = failureOf(c.text);
     EXPECT_EQ(failure, c.failure) << c.text;
-    if (c.line) EXPECT_EQ(line, c.line) << c.text;
+    if (c.line) {
+      EXPECT_EQ(line, c.line) << c.text;
+    }
   }
 
   // What came before a failure stands.

@@ -103,6 +103,8 @@ TEST_F(RenderCommand, UnusableCommandLinesStopBeforeLoadingAnything) {
   } cases[] = {
       {{"render", scene, "--stop", "sometimes"}, "--stop is endless, equal or level"},
       {{"render", scene, "--frames", "one-four"}, "--frames wants FIRST-LAST"},
+      {{"render", scene, "--frames", "1-99999999999999999999"}, "--frames wants FIRST-LAST"},
+      {{"render", scene, "--frames", "2-"}, "--frames wants FIRST-LAST"},
       {{"render", scene, "--radiosity", "lots"}, "--radiosity is off, background or montecarlo"},
       {{"render", scene, "--rad-bounces", "11"}, "--rad-bounces is 0 to 10"},
       {{"render", scene, "--rad-strength", "much"}, "--rad-strength wants a number"},
