@@ -40,6 +40,17 @@ JobPtr handList(const std::vector<std::array<int32_t, 3>>& frames, int32_t step 
   return job;
 }
 
+// Starts the world's host and the module's services, and a job that saves beside the world.
+JobPtr startJob(frtest::World& world) {
+  world.start();
+  serverStart(host::Host::globalFunction());
+  rayEngineInstall();
+  JobPtr job(FinalRenderJob_Create());
+  job->generic = &world.generic;
+  fileChooseName(world.saveFile().c_str(), ".exr", job->filePrefix, job->fileSuffix);
+  return job;
+}
+
 TEST(FrameOrder, SetUpOrdersTheRange) {
   struct Case {
     double low, high, step;
@@ -50,12 +61,7 @@ TEST(FrameOrder, SetUpOrdersTheRange) {
   };
   for (const Case& c : cases) {
     frtest::World world(40, 30);
-    world.start();
-    serverStart(host::Host::globalFunction());
-    rayEngineInstall();
-    JobPtr job(FinalRenderJob_Create());
-    job->generic = &world.generic;
-    fileChooseName(world.saveFile().c_str(), ".exr", job->filePrefix, job->fileSuffix);
+    JobPtr job = startJob(world);
     ASSERT_EQ(frameLoopSetUp(job.get(), c.low, c.high, c.step), nullptr);
     EXPECT_EQ(frameNumbers(job.get()), c.order) << c.low << " to " << c.high << " by " << c.step;
 
@@ -87,12 +93,7 @@ TEST(FrameOrder, RangesPastTheLimitsAreRefusedBeforeAnythingIsAllocated) {
   };
   for (const Case& c : cases) {
     frtest::World world(8, 6);
-    world.start();
-    serverStart(host::Host::globalFunction());
-    rayEngineInstall();
-    JobPtr job(FinalRenderJob_Create());
-    job->generic = &world.generic;
-    fileChooseName(world.saveFile().c_str(), ".exr", job->filePrefix, job->fileSuffix);
+    JobPtr job = startJob(world);
     const char* failure = frameLoopSetUp(job.get(), c.low, c.high, c.step);
     EXPECT_EQ(failure, c.failure) << c.low << " to " << c.high << " by " << c.step;
     if (c.failure) {
