@@ -2,18 +2,29 @@
 // Byte-level reading and writing of the chunked files of LightWave: big-endian numbers,
 // padded strings, variable-length indices, and sub-chunk walking with every length checked
 // against its parent. Shared by the object readers and the writer.
+//
+// The walk mends what leaves a file's meaning plain, and tells it to the cursor's FlawLog:
+// a chunk whose length runs past its parent is clipped to the parent (except past the end of a
+// file cut short: the chunk is then incomplete and the read fails); a pad byte missing after an
+// odd-length chunk (the next header starts right there) or zero bytes between chunks are
+// stepped over; bytes too few for a header at a parent's end are skipped; a string running to
+// the end of its chunk without its terminator is taken as it is. A sub-chunk's fixed fields are
+// read with has(): a short one keeps the defaults of the fields it lacks, and endFields() tells
+// it, or the bytes a known sub-chunk holds past its fields, which are skipped.
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "host/formats/flaw_log.h"
+
 namespace host::lwo {
 
 // The specular level chunk, spelled out in bytes ('S' 'P' 'E' 'C').
 inline constexpr uint32_t kSpecularChunk = 0x53504543u;
 
-// A damaged file. Carries the chunk path and the file offset for the one message the reader
+// A file whose meaning is lost. Carries the chunk path and the file offset for the one message the reader
 // gives back.
 struct FormatError : std::runtime_error {
   FormatError(const std::string& what, std::string chunk, size_t offset)
@@ -22,19 +33,47 @@ struct FormatError : std::runtime_error {
   size_t offset;
 };
 
-// A window [pos, end) over the file with a name for messages. Reads past the end throw.
+// "chunk LWO2/SURF/COLR, offset 1234": where a flaw was met, as failures name it.
+std::string placeOf(const std::string& chunk, size_t offset);
+
+// A window [pos, end) over the file with a name for messages. Reads past the end throw, except
+// through has(). Windows made from it share its FlawLog.
 class Cursor {
  public:
   Cursor() = default;
-  Cursor(const uint8_t* file, size_t begin, size_t end, std::string chunk)
-      : file_(file), pos_(begin), end_(end), chunk_(std::move(chunk)) {}
+  Cursor(const uint8_t* file, size_t begin, size_t end, std::string chunk, FlawLog* log = nullptr)
+      : file_(file), begin_(begin), pos_(begin), end_(end), chunk_(std::move(chunk)), log_(log) {}
 
+  size_t begin() const { return begin_; }
   size_t pos() const { return pos_; }
   size_t end() const { return end_; }
   size_t left() const { return end_ - pos_; }
   bool atEnd() const { return pos_ >= end_; }
   const std::string& chunk() const { return chunk_; }
   const uint8_t* file() const { return file_; }
+  FlawLog* log() const { return log_; }
+  // Set on the top window when the file ends before its form does: a chunk running past it
+  // was cut, not mis-measured.
+  void setCut() { cut_ = true; }
+  bool cut() const { return cut_; }
+
+  // Tells a mended flaw at the cursor's position (or at `offset`).
+  void note(const std::string& kind, const std::string& what) const { noteAt(pos_, kind, what); }
+  void noteAt(size_t offset, const std::string& kind, const std::string& what) const {
+    if (log_) log_->note(kind, placeOf(chunk_, offset), what);
+  }
+
+  // For the fixed fields of a sub-chunk: whether `n` more bytes are there. When they are not,
+  // the cursor is marked short and moved to its end, so every later field keeps its default.
+  bool has(size_t n) {
+    if (n <= left()) return true;
+    short_ = true;
+    pos_ = end_;
+    return false;
+  }
+  // Ends the fields of a sub-chunk: tells a short one, or bytes other than zeros left after the
+  // fields of one whose fields are all `known` (they are skipped by the walk).
+  void endFields(bool known);
 
   [[noreturn]] void fail(const std::string& what) const { throw FormatError(what, chunk_, pos_); }
   void need(size_t n) const {
@@ -58,16 +97,24 @@ class Cursor {
   double f8();
   // A variable-length index: two bytes, or four when the first byte is 0xFF.
   uint32_t vx();
-  // A zero-terminated string padded to an even length.
+  // An index that may be left out at the end of a sub-chunk (an envelope): 0 when absent.
+  uint32_t optionalVx() {
+    if (left() < 2 || (file_[pos_] == 0xFF && left() < 4)) return 0;
+    return vx();
+  }
+  // has() for a variable-length index.
+  bool hasVx() { return has(2) && (file_[pos_] != 0xFF || has(4)); }
+  // A zero-terminated string padded to an even length. One that runs to the end of the window
+  // unterminated is taken whole, with a warning.
   std::string s0();
-  // Like s0 but tolerating a string that runs to the end of the window unterminated.
-  std::string s0Lenient();
   std::vector<uint8_t> rest() { std::vector<uint8_t> v(file_ + pos_, file_ + end_); pos_ = end_; return v; }
 
  private:
   const uint8_t* file_ = nullptr;
-  size_t pos_ = 0, end_ = 0;
+  size_t begin_ = 0, pos_ = 0, end_ = 0;
   std::string chunk_;
+  FlawLog* log_ = nullptr;
+  bool cut_ = false, short_ = false;
 };
 
 // One sub-chunk found by walkSub: its id (for a nested FORM, the form's type), whether it was
@@ -80,7 +127,8 @@ struct Sub {
 
 // Reads the next sub-chunk header at the parent's position and steps the parent past the body
 // (and its pad byte). `longLengths`: four-byte lengths and nested FORMs (LWO3 and top level);
-// otherwise two-byte lengths. Returns false at the parent's end.
+// otherwise two-byte lengths. Returns false at the parent's end. Mends and tells the flaws
+// listed at the top of this file.
 bool nextSub(Cursor& parent, bool longLengths, Sub& out);
 
 // Newer files keep the fixed fields of a nested FORM in a leading chunk named four spaces.
@@ -89,6 +137,15 @@ bool nextSub(Cursor& parent, bool longLengths, Sub& out);
 Cursor headOf(Sub& sub, bool longLengths);
 
 std::string idName(uint32_t id);
+
+// A number of the file that a field keeps as an integer: NaN reads as 0, and values past the
+// field's range as its nearest end. A plain conversion of such a value is undefined.
+int32_t wholeNumber(double v);
+uint32_t wholeIndex(double v);
+
+// Whether a chunk header that fits the parent starts at `at`: a printable id and a length
+// within the parent.
+bool startsChunk(const Cursor& parent, size_t at, bool longLengths);
 
 // Big-endian output with chunk nesting. begin() reserves a length that end() fills in.
 class Writer {

@@ -1,3 +1,9 @@
+// Surfaces of LWO2 and LWO3 files. Mended here, and told through the cursor's FlawLog:
+// - a sub-chunk shorter than its fields: the fields it holds are read, the others keep their
+//   defaults; longer: the rest is skipped (sub-chunks of variable size excepted);
+// - a texture block that doesn't start with a known header, or is empty: left out;
+// - gradient shapes (IKEY) that don't number the keys (FKEY): taken as they are, missing ones
+//   linear; a vparam count that disagrees with the doubles after it: the doubles are taken.
 #include "host/formats/lwo_surface_reader.h"
 
 #include <algorithm>
@@ -6,7 +12,7 @@
 namespace host::lwo {
 namespace {
 
-uint32_t optionalVx(Cursor& c) { return c.left() >= 2 ? c.vx() : 0; }
+uint32_t optionalVx(Cursor& c) { return c.optionalVx(); }
 
 SurfaceChannel* scalarChannel(Surface& s, uint32_t id) {
   switch (id) {
@@ -32,7 +38,8 @@ SurfaceChannel* scalarChannel(Surface& s, uint32_t id) {
 }
 
 void readVector(Cursor& c, EnvelopedVector& v) {
-  for (int a = 0; a < 3; ++a) v.value[a] = c.f4();
+  for (int a = 0; a < 3; ++a)
+    if (c.has(4)) v.value[a] = c.f4();
   v.envelope = optionalVx(c);
 }
 
@@ -40,49 +47,55 @@ void readMapping(Cursor& tmap, bool longLengths, TextureMapping& m) {
   Sub sub;
   while (nextSub(tmap, longLengths, sub)) {
     Cursor c = headOf(sub, longLengths);
+    bool known = true;
     switch (sub.id) {
       case chunkId("CNTR"): readVector(c, m.center); break;
       case chunkId("SIZE"): readVector(c, m.size); break;
       case chunkId("ROTA"): readVector(c, m.rotation); break;
-      case chunkId("OREF"): m.referenceObject = c.s0Lenient(); break;
+      case chunkId("OREF"): m.referenceObject = c.s0(); break;
       case chunkId("FALL"):
-        m.falloffType = c.u2();
+        if (c.has(2)) m.falloffType = c.u2();
         readVector(c, m.falloff);
         break;
-      case chunkId("CSYS"): m.coordinateSystem = c.u2(); break;
-      default: break;
+      case chunkId("CSYS"): if (c.has(2)) m.coordinateSystem = c.u2(); break;
+      default: known = false; break;
     }
+    c.endFields(known);
   }
 }
 
 void readBlockHeader(Sub& header, bool longLengths, TextureLayer& t) {
   Cursor head = headOf(header, longLengths);
-  t.ordinal = head.s0Lenient();
+  t.ordinal = head.s0();
   Cursor& body = longLengths ? header.body : head;
   Sub sub;
   while (nextSub(body, longLengths, sub)) {
     Cursor c = headOf(sub, longLengths);
+    bool known = true;
     switch (sub.id) {
-      case chunkId("CHAN"): t.channel = c.id(); break;
-      case chunkId("ENAB"): t.enabled = c.u2() != 0; break;
+      case chunkId("CHAN"): if (c.has(4)) t.channel = c.id(); break;
+      case chunkId("ENAB"): if (c.has(2)) t.enabled = c.u2() != 0; break;
       case chunkId("OPAC"): {
-        uint16_t mode = c.u2();
-        t.blend = mode <= 7 ? BlendMode(mode) : BlendMode::Normal;
-        t.opacity = c.f4();
+        if (c.has(2)) {
+          uint16_t mode = c.u2();
+          t.blend = mode <= 7 ? BlendMode(mode) : BlendMode::Normal;
+        }
+        if (c.has(4)) t.opacity = c.f4();
         t.opacityEnvelope = optionalVx(c);
         break;
       }
-      case chunkId("AXIS"): t.axis = c.u2(); break;
-      case chunkId("NEGA"): t.negative = c.u2() != 0; break;
-      default: break;
+      case chunkId("AXIS"): if (c.has(2)) t.axis = c.u2(); break;
+      case chunkId("NEGA"): if (c.has(2)) t.negative = c.u2() != 0; break;
+      default: known = false; break;
     }
+    c.endFields(known);
   }
 }
 
 }  // namespace
 
-TextureLayer readBlock(Sub& block, bool longLengths) {
-  TextureLayer t;
+bool readBlock(Sub& block, bool longLengths, TextureLayer& t) {
+  t = TextureLayer();
   Cursor& body = block.body;
   Sub sub;
   bool first = true;
@@ -94,7 +107,10 @@ TextureLayer readBlock(Sub& block, bool longLengths) {
         case chunkId("PROC"): t.type = TextureType::Procedural; break;
         case chunkId("GRAD"): t.type = TextureType::Gradient; break;
         case chunkId("SHDR"): t.type = TextureType::Shader; break;
-        default: body.fail("texture block starts with '" + idName(sub.id) + "'");
+        default:
+          body.noteAt(body.begin(), "texture block of unknown kind",
+                      "texture block starts with '" + idName(sub.id) + "', not a layer header: the block is left out");
+          return false;
       }
       readBlockHeader(sub, longLengths, t);
       continue;
@@ -105,56 +121,66 @@ TextureLayer readBlock(Sub& block, bool longLengths) {
       continue;
     }
     Cursor c = headOf(sub, longLengths);
+    bool known = true;
     switch (sub.id) {
-      case chunkId("PROJ"): {
-        uint16_t p = c.u2();
-        t.projection = p <= 5 ? Projection(p) : Projection::Planar;
+      case chunkId("PROJ"):
+        if (c.has(2)) {
+          uint16_t p = c.u2();
+          t.projection = p <= 5 ? Projection(p) : Projection::Planar;
+        }
         break;
-      }
-      case chunkId("AXIS"): t.axis = c.u2(); break;
-      case chunkId("IMAG"): t.clip = c.vx(); break;
-      case chunkId("WRAP"): {
-        uint16_t w = c.u2(), h = c.u2();
-        t.wrapWidth = w <= 3 ? WrapMode(w) : WrapMode::Repeat;
-        t.wrapHeight = h <= 3 ? WrapMode(h) : WrapMode::Repeat;
+      case chunkId("AXIS"): if (c.has(2)) t.axis = c.u2(); break;
+      case chunkId("IMAG"): if (c.hasVx()) t.clip = c.vx(); break;
+      case chunkId("WRAP"):
+        if (c.has(2)) {
+          uint16_t w = c.u2();
+          t.wrapWidth = w <= 3 ? WrapMode(w) : WrapMode::Repeat;
+        }
+        if (c.has(2)) {
+          uint16_t h = c.u2();
+          t.wrapHeight = h <= 3 ? WrapMode(h) : WrapMode::Repeat;
+        }
         break;
-      }
       case chunkId("WRPW"):
-        t.wrapWidthAmount = c.f4();
+        if (c.has(4)) t.wrapWidthAmount = c.f4();
         t.wrapWidthEnvelope = optionalVx(c);
         break;
       case chunkId("WRPH"):
-        t.wrapHeightAmount = c.f4();
+        if (c.has(4)) t.wrapHeightAmount = c.f4();
         t.wrapHeightEnvelope = optionalVx(c);
         break;
-      case chunkId("VMAP"): t.uvMap = c.s0Lenient(); break;
+      case chunkId("VMAP"): t.uvMap = c.s0(); break;
       case chunkId("AAST"):
-        t.antialiasFlags = c.u2();
-        t.antialiasStrength = c.f4();
+        if (c.has(2)) t.antialiasFlags = c.u2();
+        if (c.has(4)) t.antialiasStrength = c.f4();
         break;
-      case chunkId("PIXB"): t.pixelBlending = c.u2() != 0; break;
-      case chunkId("STCK"): t.stack = int(c.f4()); break;
+      case chunkId("PIXB"): if (c.has(2)) t.pixelBlending = c.u2() != 0; break;
+      case chunkId("STCK"):
+        if (c.has(4)) t.stack = wholeNumber(c.f4());
+        optionalVx(c);
+        break;
       case chunkId("TAMP"):
-        t.amplitude = c.f4();
+        if (c.has(4)) t.amplitude = c.f4();
         t.amplitudeEnvelope = optionalVx(c);
         break;
       case chunkId("VALU"):
+        known = false;  // one to three values
         for (int i = 0; i < 3 && c.left() >= 4; ++i) t.procedureValue[i] = c.f4();
         break;
       case chunkId("FUNC"):
         if (t.type == TextureType::Shader) {
-          t.shaderName = c.s0Lenient();
+          t.shaderName = c.s0();
           t.shaderData = c.rest();
         } else {
-          t.procedure = c.s0Lenient();
+          t.procedure = c.s0();
           t.procedureData = c.rest();
         }
         break;
-      case chunkId("PNAM"): t.gradientParameter = c.s0Lenient(); break;
-      case chunkId("INAM"): t.gradientItem = c.s0Lenient(); break;
-      case chunkId("GRST"): t.gradientStart = c.f4(); break;
-      case chunkId("GREN"): t.gradientEnd = c.f4(); break;
-      case chunkId("GRPT"): t.gradientRepeat = c.u2(); break;
+      case chunkId("PNAM"): t.gradientParameter = c.s0(); break;
+      case chunkId("INAM"): t.gradientItem = c.s0(); break;
+      case chunkId("GRST"): if (c.has(4)) t.gradientStart = c.f4(); optionalVx(c); break;
+      case chunkId("GREN"): if (c.has(4)) t.gradientEnd = c.f4(); optionalVx(c); break;
+      case chunkId("GRPT"): if (c.has(2)) t.gradientRepeat = c.u2(); break;
       case chunkId("FKEY"):
         while (c.left() >= 20) {
           GradientKey k;
@@ -166,11 +192,19 @@ TextureLayer readBlock(Sub& block, bool longLengths) {
       case chunkId("IKEY"):
         while (c.left() >= 2) t.gradientKeyShapes.push_back(c.u2());
         break;
-      default: break;
+      default: known = false; break;
     }
+    c.endFields(known);
   }
-  if (first) body.fail("empty texture block");
-  return t;
+  if (first) {
+    body.noteAt(body.begin(), "empty texture block", "texture block holds no layer header: the block is left out");
+    return false;
+  }
+  if (!t.gradientKeyShapes.empty() && t.gradientKeyShapes.size() != t.gradientKeys.size())
+    body.noteAt(body.begin(), "gradient shapes disagree with keys",
+                std::to_string(t.gradientKeyShapes.size()) + " key shape(s) for " + std::to_string(t.gradientKeys.size()) +
+                    " gradient key(s): the shapes given are taken, the missing ones linear");
+  return true;
 }
 
 void addLayer(Surface& s, TextureLayer layer) {
@@ -194,50 +228,55 @@ namespace {
 // One sub-chunk of a surface, either format.
 void readSurfaceSub(Sub& sub, bool longLengths, Surface& s) {
   if (sub.id == chunkId("BLOK")) {
-    addLayer(s, readBlock(sub, longLengths));
+    TextureLayer t;
+    if (readBlock(sub, longLengths, t)) addLayer(s, std::move(t));
     return;
   }
   Cursor c = headOf(sub, longLengths);
+  bool known = true;
   if (SurfaceChannel* ch = scalarChannel(s, sub.id)) {
-    ch->value = c.f4();
+    if (c.has(4)) ch->value = c.f4();
     ch->envelope = optionalVx(c);
+    c.endFields(true);
     return;
   }
   switch (sub.id) {
     case chunkId("COLR"):
-      for (int a = 0; a < 3; ++a) s.color.value[a] = c.f4();
+      for (int a = 0; a < 3; ++a)
+        if (c.has(4)) s.color.value[a] = c.f4();
       s.color.envelope = optionalVx(c);
       break;
-    case chunkId("SIDE"): s.sidedness = c.u2(); break;
-    case chunkId("SMAN"): s.smoothingAngle = c.f4(); break;
-    case chunkId("RFOP"): s.reflectionOptions = c.u2(); break;
-    case chunkId("TROP"): s.refractionOptions = c.u2(); break;
-    case chunkId("RIMG"): s.reflectionImage = c.vx(); break;
-    case chunkId("TIMG"): s.refractionImage = c.vx(); break;
+    case chunkId("SIDE"): if (c.has(2)) s.sidedness = c.u2(); break;
+    case chunkId("SMAN"): if (c.has(4)) s.smoothingAngle = c.f4(); break;
+    case chunkId("RFOP"): if (c.has(2)) s.reflectionOptions = c.u2(); break;
+    case chunkId("TROP"): if (c.has(2)) s.refractionOptions = c.u2(); break;
+    case chunkId("RIMG"): if (c.hasVx()) s.reflectionImage = c.vx(); break;
+    case chunkId("TIMG"): if (c.hasVx()) s.refractionImage = c.vx(); break;
     case chunkId("ALPH"):
-      s.alphaOptions = c.u2();
-      s.alphaValue = c.f4();
+      if (c.has(2)) s.alphaOptions = c.u2();
+      if (c.has(4)) s.alphaValue = c.f4();
       break;
     case chunkId("LINE"):
-      s.lineFlags = c.u2();
+      if (c.has(2)) s.lineFlags = c.u2();
       if (c.left() >= 4) {
         s.lineSize.value = c.f4();
         s.lineSize.envelope = optionalVx(c);
       }
       break;
     case chunkId("GLOW"):
-      c.u2();
-      s.glow.value = c.f4();
+      if (c.has(2)) c.u2();
+      if (c.has(4)) s.glow.value = c.f4();
       s.glow.envelope = optionalVx(c);
       break;
     case chunkId("VCOL"):
-      s.vertexColoring = c.f4();
-      s.vertexColoringEnvelope = c.vx();
-      s.vertexColorMapType = c.id();
-      s.vertexColorMap = c.s0Lenient();
+      if (c.has(4)) s.vertexColoring = c.f4();
+      if (c.hasVx()) s.vertexColoringEnvelope = c.vx();
+      if (c.has(4)) s.vertexColorMapType = c.id();
+      s.vertexColorMap = c.atEnd() ? std::string() : c.s0();
       break;
-    default: break;
+    default: known = false; break;
   }
+  c.endFields(known);
 }
 
 }  // namespace
@@ -295,17 +334,20 @@ void readValue(Sub& valu, AttributeValue& v, int depth) {
   if (depth > 8) valu.body.fail("values nested too deeply");
   Cursor head = headOf(valu, true);
   if (v.type.empty()) {
-    v.type = head.s0Lenient();
+    v.type = head.s0();
     if (v.type == "int" || v.type == "ClipID") {
       if (head.left() >= 4) v.numbers.push_back(head.i4());
     } else if (v.type == "double") {
       if (head.left() >= 8) v.numbers.push_back(head.f8());
     }
   } else if (v.numbers.empty() && head.left() >= 4) {
-    // vparam: a count of doubles, then the doubles.
+    // vparam: a count of doubles, then the doubles. The doubles there are what counts.
     uint32_t count = head.u4();
-    head.need(size_t(std::min<uint32_t>(count, 4)) * 8);
-    for (uint32_t i = 0; i < count && i < 4; ++i) v.numbers.push_back(head.f8());
+    const size_t there = head.left() / 8;
+    if (count != there)
+      head.note("count disagrees with its items", "value count " + std::to_string(count) + " but " +
+                                                      std::to_string(there) + " value(s) follow: those are taken");
+    for (size_t i = 0; i < there && i < 4; ++i) v.numbers.push_back(head.f8());
   }
   Sub sub;
   while (nextSub(valu.body, true, sub)) {
@@ -314,8 +356,9 @@ void readValue(Sub& valu, AttributeValue& v, int depth) {
       readValue(sub, v, depth + 1);
     } else if (sub.id == chunkId("TXTR")) {
       Sub block;
+      TextureLayer t;
       while (nextSub(sub.body, true, block))
-        if (block.form && block.id == chunkId("BLOK")) v.layers.push_back(readBlock(block, true));
+        if (block.form && block.id == chunkId("BLOK") && readBlock(block, true, t)) v.layers.push_back(std::move(t));
     }
   }
 }
@@ -325,7 +368,7 @@ void readEntry(Sub& entry, Surface& s) {
   AttributeValue value;
   Sub sub;
   while (nextSub(entry.body, true, sub)) {
-    if (!sub.form && sub.id == chunkId("NAME")) name = sub.body.s0Lenient();
+    if (!sub.form && sub.id == chunkId("NAME")) name = sub.body.s0();
     else if (sub.form && sub.id == chunkId("VALU")) readValue(sub, value, 0);
   }
   auto number = [&](double fallback) { return value.numbers.empty() ? fallback : value.numbers[0]; };
@@ -340,12 +383,12 @@ void readEntry(Sub& entry, Surface& s) {
     }
     return;
   }
-  if (name == "AlphaChannel") s.alphaOptions = int(number(s.alphaOptions));
+  if (name == "AlphaChannel") s.alphaOptions = wholeNumber(number(s.alphaOptions));
   else if (name == "ConstantAlpha") s.alphaValue = number(s.alphaValue);
-  else if (name == "Reflection Options") s.reflectionOptions = int(number(s.reflectionOptions));
-  else if (name == "Refraction Options") s.refractionOptions = int(number(s.refractionOptions));
-  else if (name == "Reflection Map Image") s.reflectionImage = uint32_t(number(0));
-  else if (name == "Refraction Map Image") s.refractionImage = uint32_t(number(0));
+  else if (name == "Reflection Options") s.reflectionOptions = wholeNumber(number(s.reflectionOptions));
+  else if (name == "Refraction Options") s.refractionOptions = wholeNumber(number(s.refractionOptions));
+  else if (name == "Reflection Map Image") s.reflectionImage = wholeIndex(number(0));
+  else if (name == "Refraction Map Image") s.refractionImage = wholeIndex(number(0));
   else if (name == "Smoothing Angle" || name == "Smooth Threshold") s.smoothingAngle = number(s.smoothingAngle);
   else if (name == "Double Sided") s.sidedness = number(0) != 0 ? SideDouble : SideFront;
 }
@@ -365,8 +408,8 @@ void findEntries(Cursor body, Surface& s, int depth) {
 void readSurfaceLwo3(Sub& form, ObjectModel& out) {
   Surface s;
   Cursor head = headOf(form, true);
-  s.name = head.s0Lenient();
-  s.source = head.atEnd() ? std::string() : head.s0Lenient();
+  s.name = head.s0();
+  s.source = head.atEnd() ? std::string() : head.s0();
   Sub sub;
   while (nextSub(form.body, true, sub)) {
     if (sub.form && (sub.id == chunkId("NODS") || sub.id == chunkId("SSHA"))) findEntries(sub.body, s, 0);

@@ -11,8 +11,9 @@ void readSurfaceLwo2(Cursor& body, ObjectModel& out);
 // from which the basic channels are taken.
 void readSurfaceLwo3(Sub& form, ObjectModel& out);
 
-// A BLOK, in either format. Returns the layer; `channel` comes from its CHAN sub-chunk.
-TextureLayer readBlock(Sub& block, bool longLengths);
+// A BLOK, in either format, into `layer`; `channel` comes from its CHAN sub-chunk. False (and
+// told) for a block without a known layer header, which is left out.
+bool readBlock(Sub& block, bool longLengths, TextureLayer& layer);
 // Puts a layer on its surface channel's stack, keeping the stack sorted by ordinal.
 void addLayer(Surface& surface, TextureLayer layer);
 

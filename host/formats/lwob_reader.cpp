@@ -1,3 +1,9 @@
+// The older object format. Mended here, besides the chunk walk and strings of lwo_chunks.h:
+// - a surface sub-chunk shorter than its fields: the fields it holds are read, the others keep
+//   their defaults; longer: the rest is skipped (texture parameters of variable size excepted);
+// - LAYR shorter than its fields: as above;
+// - a polygon naming a surface past SRFS: it takes the default surface (in lwo_reader.cpp).
+// Point and polygon lists that aren't whole items, and corners past the points, fail.
 #include "host/formats/lwob_reader.h"
 
 #include <cmath>
@@ -53,94 +59,117 @@ class LwobSurfaceReader {
     Sub sub;
     while (nextSub(c, false, sub)) {
       Cursor& b = sub.body;
-      int level = levelIndex(sub.id);
-      if (level >= 0) {
-        if (!exact[level]) levels[level]->value = b.u2() / 256.0;
-        continue;
-      }
-      level = exactIndex(sub.id);
-      if (level >= 0) {
-        levels[level]->value = b.f4();
-        exact[level] = true;
-        continue;
-      }
-      if (uint32_t channel = textureChannel(sub.id)) {
-        finishTexture(s);
-        texture_ = TextureLayer();
-        texture_.channel = channel;
-        setKind(texture_, b.s0Lenient());
-        inTexture_ = true;
-        continue;
-      }
-      switch (sub.id) {
-        case chunkId("COLR"):
-          for (int a = 0; a < 3; ++a) s.color.value[a] = b.u1() / 255.0;
-          break;
-        case chunkId("FLAG"): {
-          uint16_t f = b.u2();
-          if (f & 4) { /* smoothing comes with SMAN */ }
-          s.colorHighlights.value = (f & 8) ? 1.0 : 0.0;
-          s.colorFilter.value = (f & 16) ? 1.0 : 0.0;
-          s.sidedness = (f & 256) ? SideDouble : SideFront;
-          s.additiveTransparency.value = (f & 512) ? 1.0 : 0.0;
-          if (f & 1) s.luminosity.value = std::max(s.luminosity.value, 1.0);
-          break;
-        }
-        case chunkId("GLOS"): {
-          // A specular exponent (16, 64, 256, 1024 for low to maximum) becomes a fraction.
-          uint16_t g = b.u2();
-          s.glossiness.value = g > 0 ? std::log2(double(g)) / 10.0 : 0.0;
-          break;
-        }
-        case chunkId("RFLT"): s.reflectionOptions = b.u2(); break;
-        case chunkId("RIMG"): s.reflectionImage = clipFor(b.s0Lenient()); break;
-        case chunkId("RSAN"): s.reflectionSeamAngle.value = b.f4() * M_PI / 180.0; break;
-        case chunkId("RIND"): s.ior.value = b.f4(); break;
-        case chunkId("SMAN"): s.smoothingAngle = b.f4(); break;
-        case chunkId("ALPH"):
-          s.alphaOptions = b.u2();
-          if (b.left() >= 2) s.alphaValue = b.u2() / 255.0;
-          break;
-        // Texture parameters belong to the most recent texture header.
-        case chunkId("TFLG"):
-          if (inTexture_) {
-            uint16_t f = b.u2();
-            texture_.axis = (f & 1) ? 0 : (f & 2) ? 1 : 2;
-            texture_.mapping.coordinateSystem = (f & 8) ? 1 : 0;
-            texture_.negative = (f & 16) != 0;
-            texture_.pixelBlending = (f & 32) != 0;
-            texture_.antialiasFlags = (f & 64) ? 1 : 0;
-          }
-          break;
-        case chunkId("TSIZ"): if (inTexture_) readVec(b, texture_.mapping.size.value); break;
-        case chunkId("TCTR"): if (inTexture_) readVec(b, texture_.mapping.center.value); break;
-        case chunkId("TFAL"): if (inTexture_) readVec(b, texture_.mapping.falloff.value); break;
-        case chunkId("TIMG"): if (inTexture_) texture_.clip = clipFor(b.s0Lenient()); break;
-        case chunkId("TWRP"):
-          if (inTexture_) {
-            uint16_t w = b.u2(), h = b.u2();
-            texture_.wrapWidth = w <= 3 ? WrapMode(w) : WrapMode::Repeat;
-            texture_.wrapHeight = h <= 3 ? WrapMode(h) : WrapMode::Repeat;
-          }
-          break;
-        case chunkId("TAMP"): if (inTexture_) texture_.amplitude = b.f4(); break;
-        case chunkId("TAAS"): if (inTexture_) texture_.antialiasStrength = b.f4(); break;
-        case chunkId("TOPC"): if (inTexture_) texture_.opacity = b.f4(); break;
-        case chunkId("TVAL"): if (inTexture_) texture_.procedureValue[0] = b.u2() / 256.0; break;
-        case chunkId("TCLR"):
-          if (inTexture_) for (int a = 0; a < 3; ++a) texture_.procedureValue[a] = b.u1() / 255.0;
-          break;
-        case chunkId("TFP0"): case chunkId("TFP1"): case chunkId("TFP2"): case chunkId("TFP3"):
-          if (inTexture_) texture_.procedureParameters.push_back(b.f4());
-          break;
-        default: break;
-      }
+      readSub(sub.id, b, s, levels, exact);
     }
     finishTexture(s);
     out_.surfaces.push_back(std::move(s));
   }
 
  private:
+  // One sub-chunk of a surface; fields a short one lacks keep their defaults.
+  void readSub(uint32_t id, Cursor& b, Surface& s, SurfaceChannel* levels[5], bool exact[5]) {
+    bool known = true;
+    int level = levelIndex(id);
+    if (level >= 0) {
+      if (b.has(2) && !exact[level]) levels[level]->value = b.u2() / 256.0;
+      return b.endFields(true);
+    }
+    level = exactIndex(id);
+    if (level >= 0) {
+      if (b.has(4)) {
+        levels[level]->value = b.f4();
+        exact[level] = true;
+      }
+      return b.endFields(true);
+    }
+    if (uint32_t channel = textureChannel(id)) {
+      finishTexture(s);
+      texture_ = TextureLayer();
+      texture_.channel = channel;
+      setKind(texture_, b.s0());
+      inTexture_ = true;
+      return b.endFields(true);
+    }
+    switch (id) {
+      case chunkId("COLR"):
+        for (int a = 0; a < 3; ++a)
+          if (b.has(1)) s.color.value[a] = b.u1() / 255.0;
+        if (b.left() == 1) b.u1();  // the fourth byte is unused
+        break;
+      case chunkId("FLAG"): {
+        if (!b.has(2)) break;
+        uint16_t f = b.u2();
+        s.colorHighlights.value = (f & 8) ? 1.0 : 0.0;
+        s.colorFilter.value = (f & 16) ? 1.0 : 0.0;
+        s.sidedness = (f & 256) ? SideDouble : SideFront;
+        s.additiveTransparency.value = (f & 512) ? 1.0 : 0.0;
+        if (f & 1) s.luminosity.value = std::max(s.luminosity.value, 1.0);
+        break;
+      }
+      case chunkId("GLOS"): {
+        // A specular exponent (16, 64, 256, 1024 for low to maximum) becomes a fraction.
+        if (!b.has(2)) break;
+        uint16_t g = b.u2();
+        s.glossiness.value = g > 0 ? std::log2(double(g)) / 10.0 : 0.0;
+        break;
+      }
+      case chunkId("RFLT"): if (b.has(2)) s.reflectionOptions = b.u2(); break;
+      case chunkId("RIMG"): s.reflectionImage = clipFor(b.s0()); break;
+      case chunkId("RSAN"): if (b.has(4)) s.reflectionSeamAngle.value = b.f4() * M_PI / 180.0; break;
+      case chunkId("RIND"): if (b.has(4)) s.ior.value = b.f4(); break;
+      case chunkId("SMAN"): if (b.has(4)) s.smoothingAngle = b.f4(); break;
+      case chunkId("ALPH"):
+        if (b.has(2)) s.alphaOptions = b.u2();
+        if (b.left() >= 2) s.alphaValue = b.u2() / 255.0;
+        break;
+      // Texture parameters belong to the most recent texture header.
+      case chunkId("TFLG"):
+        if (inTexture_ && b.has(2)) {
+          uint16_t f = b.u2();
+          texture_.axis = (f & 1) ? 0 : (f & 2) ? 1 : 2;
+          texture_.mapping.coordinateSystem = (f & 8) ? 1 : 0;
+          texture_.negative = (f & 16) != 0;
+          texture_.pixelBlending = (f & 32) != 0;
+          texture_.antialiasFlags = (f & 64) ? 1 : 0;
+        }
+        break;
+      case chunkId("TSIZ"): if (inTexture_) readVec(b, texture_.mapping.size.value); break;
+      case chunkId("TCTR"): if (inTexture_) readVec(b, texture_.mapping.center.value); break;
+      case chunkId("TFAL"): if (inTexture_) readVec(b, texture_.mapping.falloff.value); break;
+      case chunkId("TIMG"): if (inTexture_) texture_.clip = clipFor(b.s0()); break;
+      case chunkId("TWRP"):
+        if (inTexture_) {
+          if (b.has(2)) {
+            uint16_t w = b.u2();
+            texture_.wrapWidth = w <= 3 ? WrapMode(w) : WrapMode::Repeat;
+          }
+          if (b.has(2)) {
+            uint16_t h = b.u2();
+            texture_.wrapHeight = h <= 3 ? WrapMode(h) : WrapMode::Repeat;
+          }
+        }
+        break;
+      case chunkId("TAMP"): if (inTexture_ && b.has(4)) texture_.amplitude = b.f4(); break;
+      case chunkId("TAAS"): if (inTexture_ && b.has(4)) texture_.antialiasStrength = b.f4(); break;
+      case chunkId("TOPC"): if (inTexture_ && b.has(4)) texture_.opacity = b.f4(); break;
+      case chunkId("TVAL"): if (inTexture_ && b.has(2)) texture_.procedureValue[0] = b.u2() / 256.0; break;
+      case chunkId("TCLR"):
+        if (inTexture_)
+          for (int a = 0; a < 3; ++a)
+            if (b.has(1)) texture_.procedureValue[a] = b.u1() / 255.0;
+        known = false;  // three or four bytes
+        break;
+      case chunkId("TFP0"): case chunkId("TFP1"): case chunkId("TFP2"): case chunkId("TFP3"):
+        if (inTexture_ && b.has(4)) texture_.procedureParameters.push_back(b.f4());
+        known = false;
+        break;
+      default: known = false; break;
+    }
+    // Parameters of no texture are skipped unread.
+    if (!inTexture_ && id != chunkId("COLR") && id >> 24 == 'T') known = false;
+    b.endFields(known);
+  }
+
   static int levelIndex(uint32_t id) {
     switch (id) {
       case chunkId("LUMI"): return 0;
@@ -162,7 +191,8 @@ class LwobSurfaceReader {
     }
   }
   static void readVec(Cursor& b, std::array<double, 3>& v) {
-    for (int a = 0; a < 3; ++a) v[a] = b.f4();
+    for (int a = 0; a < 3; ++a)
+      if (b.has(4)) v[a] = b.f4();
   }
 
   void finishTexture(Surface& s) {
@@ -205,7 +235,10 @@ void readPolygons(Cursor& c, Layer& layer) {
   // Detail polygons follow their parent with a count; they are read as ordinary polygons.
   while (c.left() >= 2) {
     uint16_t count = c.u2();
-    c.need(size_t(count) * 2 + 2);  // before sizing, so a bad count can't claim memory
+    // Checked before sizing, so a bad count can't claim memory.
+    if (size_t(count) * 2 + 2 > c.left())
+      c.fail("a polygon of " + std::to_string(count) + " corners runs past the end of its chunk (" +
+             std::to_string(c.left()) + " bytes left)");
     Polygon p;
     p.vertices.resize(count);
     for (uint16_t i = 0; i < count; ++i) {
@@ -240,14 +273,15 @@ void readLwob(Cursor& form, ObjectModel& out) {
         // Layered files of this generation: number, flags, name; points and polygons follow.
         if (layerNamed || !layer.points.empty() || !layer.polygons.empty()) out.layers.emplace_back();
         Layer& l = out.layers.back();
-        l.number = c.u2();
-        l.flags = c.u2();
-        l.name = c.atEnd() ? std::string() : c.s0Lenient();
+        if (c.has(2)) l.number = c.u2();
+        if (c.has(2)) l.flags = c.u2();
+        l.name = c.atEnd() ? std::string() : c.s0();
+        c.endFields(true);
         layerNamed = true;
         break;
       }
       case chunkId("SRFS"):
-        while (!c.atEnd()) out.tags.push_back(c.s0Lenient());
+        while (!c.atEnd()) out.tags.push_back(c.s0());
         break;
       case chunkId("PNTS"):
         if (c.left() % 12 != 0) c.fail("point data is not a multiple of 12 bytes");
@@ -263,11 +297,6 @@ void readLwob(Cursor& form, ObjectModel& out) {
       default: break;
     }
   }
-  for (const Layer& layer : out.layers)
-    for (const Polygon& p : layer.polygons)
-      if (p.surface >= 0 && size_t(p.surface) >= out.tags.size())
-        throw FormatError("polygon surface " + std::to_string(p.surface + 1) + " not in SRFS",
-                        form.chunk() + "/POLS", form.pos());
 }
 
 }  // namespace host::lwo

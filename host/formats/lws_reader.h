@@ -1,8 +1,9 @@
 #pragma once
 // Reader of LightWave scene files (LWSC, versions 1 to 5): items with their motions, parents
 // and pivots, object files loaded once each, lights, cameras, backdrop, fog, render settings,
-// and server instances kept as text. Lines it doesn't know are skipped. A damaged file gives
-// false and one message naming the file and the line.
+// and server instances kept as text. Lines it doesn't know are skipped. Flaws whose meaning is
+// clear are mended and told as warnings, "scene.lws: line 12: what", once a kind (the list is in
+// lws_reader.cpp); a file that can't be read gives false and one message, "scene.lws:12: what".
 #include <functional>
 #include <map>
 #include <memory>
@@ -28,7 +29,8 @@ struct LwsReadOptions {
 };
 
 // Objects that can't be found or read don't fail the scene: the item stays, without geometry,
-// and a message for each goes to `warnings` if given.
+// and a message for each goes to `warnings` if given, among the scene's own flaws, followed
+// by the flaws the object readers mended (once a file).
 bool readSceneFile(const std::string& path, Scene& out, std::string& error,
                    const LwsReadOptions& options = {}, std::vector<std::string>* warnings = nullptr);
 

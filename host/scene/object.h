@@ -89,6 +89,8 @@ struct ObjectModel {
   std::vector<Surface> surfaces;         // in file order
   std::vector<ObjectEnvelope> envelopes;
   std::vector<Clip> clips;
+  // Flaws the reader mended, a line a kind (see host/formats/flaw_log.h); empty for a sound file.
+  std::vector<std::string> warnings;
 
   size_t pointCount() const;             // over all layers
   size_t polygonCount() const;           // over all layers, every type

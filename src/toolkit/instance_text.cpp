@@ -1,3 +1,14 @@
+// Instance text: reading and writing the lines every panel saves its settings in. The reader
+// takes what the lines mean and passes over how they are laid out, silently, since nothing on
+// this side could show a warning without interrupting the artist:
+//   - LF, CR LF or CR line ends, blank lines, and no line end after the last line;
+//   - blanks and tabs at either end of a line (a tab inside a line ends it, as any control
+//     character does: such a line is read as two);
+//   - comment lines ("#", "%", "/") anywhere;
+//   - no VERSION line, no END line, another panel's instance name;
+//   - blocks of controls the panel doesn't have, and words a block doesn't know;
+//   - a UTF-8 byte-order mark before the first line, which editors add to files of settings.
+// Everything else that can't be read stops the load with its failure word and line.
 #include "toolkit/instance_text.h"
 
 #include <algorithm>
@@ -204,6 +215,8 @@ void InstanceMemoryReader_Init(InstanceMemoryReader* reader, const char* text) {
   reader->state.readData = reader;
   reader->state.read = memoryRead;
   reader->text = text ? text : "";
+  // Not part of the text: a byte-order mark would read as part of the first word.
+  if (std::strncmp(reader->text, "\xEF\xBB\xBF", 3) == 0) reader->text += 3;
   reader->length = std::strlen(reader->text);
   reader->position = 0;
 }

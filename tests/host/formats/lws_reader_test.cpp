@@ -25,7 +25,7 @@ CurrentFrame 7
 
 LoadObjectLayer 2 10000000 Objects/crate.lwo
 ObjectMotion
-NumChannels 9
+NumChannels 2
 Channel 0
 { Envelope
   2
@@ -111,7 +111,7 @@ ParentItem 10000001
 AddLight 20000000
 LightName Key Light
 LightMotion
-NumChannels 9
+NumChannels 1
 Channel 1
 { Envelope
   1
@@ -221,6 +221,7 @@ class TempFolder {
 // Stands in for the object reader: one layer, and a count of the files it was asked for.
 struct FakeObjects {
   std::vector<std::string> loaded;
+  std::string warning;  // a flaw each object read mends
   LwsReadOptions options() {
     LwsReadOptions o;
     o.loadObject = [this](const std::string& path, ObjectModel& out, std::string&) {
@@ -230,6 +231,7 @@ struct FakeObjects {
       out.layers[0].number = 0;
       out.layers[1].number = 1;
       out.layers[1].name = "lid";
+      if (!warning.empty()) out.warnings.push_back(path + ": " + warning);
       return true;
     };
     return o;
@@ -406,17 +408,22 @@ TEST(LwsReader, FindsObjectsAndWarnsOfMissingOnes) {
   ASSERT_EQ(out.items.size(), 1u);
   EXPECT_EQ(out.items[0].object.model, nullptr);
 
-  // A cache of models spares a second read of the same file.
+  // A cache of models spares a second read of the same file; the flaws the object's reader
+  // mended are told with every scene that loads it, once however many items share it.
   std::map<std::string, std::shared_ptr<const ObjectModel>> cache;
+  objects.warning = "SURF > COLR at offset 20: short sub-chunk";
   LwsReadOptions cached = objects.options();
   cached.objectCache = &cache;
-  const std::string text = "LWSC\n5\nLoadObjectLayer 1 b.lwo\n";
-  ASSERT_TRUE(readSceneText(text, scene, out, error, cached)) << error;
-  ASSERT_TRUE(readSceneText(text, scene, out, error, cached)) << error;
+  const std::string text = "LWSC\n5\nLoadObjectLayer 1 b.lwo\nLoadObjectLayer 2 b.lwo\n";
+  for (int read = 0; read < 2; ++read) {
+    std::vector<std::string> objectWarnings;
+    ASSERT_TRUE(readSceneText(text, scene, out, error, cached, &objectWarnings)) << error;
+    EXPECT_EQ(objectWarnings, std::vector<std::string>{(dir.path() / "scenes/b.lwo").string() + ": " + objects.warning});
+  }
   EXPECT_EQ(objects.loaded.size(), 1u);
   EXPECT_EQ(out.items[0].object.model, cache.begin()->second);
   ASSERT_EQ(warnings.size(), 1u);
-  EXPECT_NE(warnings[0].find("s.lws:4"), std::string::npos) << warnings[0];
+  EXPECT_NE(warnings[0].find("s.lws: line 4:"), std::string::npos) << warnings[0];
   EXPECT_NE(warnings[0].find("nowhere.lwo"), std::string::npos) << warnings[0];
 }
 
@@ -471,17 +478,14 @@ TEST(LwsReader, DamagedScenesFailWithFileAndLine) {
   const Case cases[] = {
       {"LWSB\n5\n", "bad.lws:1", "LWSC"},
       {"LWSC\nfive\n", "bad.lws:2", "version"},
-      {"LWSC\n5\nAddLight\nLightColor 1 1\n", "bad.lws:4", "LightColor"},
+      {"LWSC\n5\nAddLight\nLightColor 1 x 1\n", "bad.lws:4", "LightColor"},
       {"LWSC\n5\nAddLight\nLightType 9\n", "bad.lws:4", "light type"},
       {"LWSC\n5\nAddNullObject N\nObjectMotion\nNumChannels 9\nChannel 0\n{ Envelope\n  2\n  Key 1 0 0 0 0 0 0 0 0\n",
        "bad.lws:7", "ends inside"},
-      {"LWSC\n5\nAddNullObject N\nObjectMotion\nNumChannels 1\nChannel 0\n{ Envelope\n  2\n  Key 1 0 0 0 0 0 0 0 0\n}\n",
-       "bad.lws:7", "2 keys"},
       {"LWSC\n5\nAddNullObject N\nObjectMotion\nNumChannels 1\nChannel 0\n{ Envelope\n  1\n  Key 1 x 0\n}\n",
        "bad.lws:9", "not a number"},
-      {"LWSC\n5\nAddNullObject N\nObjectMotion\nNumChannels 1\nChannel 4\n", "bad.lws:6", "out of range"},
+      {"LWSC\n5\nAddNullObject N\nObjectMotion\nNumChannels 1\nChannel 64\n", "bad.lws:6", "out of range"},
       {"LWSC\n5\nPlugin MasterHandler 1 Ombrel\nLEVEL 3\n", "bad.lws:3", "EndPlugin"},
-      {"LWSC\n5\nAPSDisplay\n{ APS\n  { VParm\n  }\n", "bad.lws:4", "block"},
       {"LWSC\n5\nFramesPerSecond 0\n", "bad.lws:3", "FramesPerSecond"},
       {"LWSC\n2\nAddNullObject N\nObjectMotion (unnamed)\n  9\n  1\n  0 0\n", "bad.lws:7", "6 numbers"},
   };
@@ -492,6 +496,30 @@ TEST(LwsReader, DamagedScenesFailWithFileAndLine) {
     EXPECT_EQ(error.rfind(std::string(c.where) + ":", 0), 0u) << error;
     EXPECT_NE(error.find(c.what), std::string::npos) << error;
   }
+}
+
+// A flaw met again and again is told once, at its first line, with a count of the rest; the
+// mended values are the ones the file meant.
+TEST(LwsReader, RepeatedFlawsAreToldOnceWithTheirCount) {
+  std::string text = "LWSC\r\n5\r\nAddNullObject N\r\nObjectMotion\r\nNumChannels 3\r\n";
+  for (int c = 0; c < 3; ++c)
+    text += "Channel " + std::to_string(c) + "\r\n{ Envelope\r\n  0\r\n  Key " + std::to_string(c + 1) +
+            " 0 0 0 0 0 0 0 0\r\n  Behaviors 1 1\r\n}\r\n";
+  text += "AddLight\r\nLightColor 0.5 0.25\r\nLightIntensity\r\nAddNullObject Last";
+  Scene scene;
+  std::string error;
+  std::vector<std::string> warnings;
+  ASSERT_TRUE(readSceneText(text, "many.lws", scene, error, {}, &warnings)) << error;
+  ASSERT_EQ(warnings.size(), 2u);
+  EXPECT_EQ(warnings[0], "many.lws: line 7: the envelope says 0 keys but holds 1; the keys were taken (2 more like it)");
+  EXPECT_EQ(warnings[1].rfind("many.lws: line 25: LightColor has 2 values, too few", 0), 0u) << warnings[1];
+  EXPECT_NE(warnings[1].find("(1 more like it)"), std::string::npos) << warnings[1];
+  ASSERT_EQ(scene.items.size(), 3u);
+  for (int c = 0; c < 3; ++c) EXPECT_DOUBLE_EQ(scene.items[0].motion[size_t(c)].at(0.0), c + 1.0);
+  EXPECT_DOUBLE_EQ(scene.items[1].light.color[0].value, 0.5);
+  EXPECT_DOUBLE_EQ(scene.items[1].light.color[1].value, 0.25);
+  EXPECT_DOUBLE_EQ(scene.items[1].light.color[2].value, 1.0);  // the default
+  EXPECT_EQ(scene.items[2].name, "Last");                     // a last line without its line end
 }
 
 // Lines of nothing but control white space (a vertical tab, a form feed) count as blank
@@ -522,7 +550,7 @@ TEST(LwsReader, DamagedClipMapsAreLeftOutWithAWarning) {
     std::vector<std::string> warnings;
     ASSERT_TRUE(readSceneText(text, "holey.lws", scene, error, {}, &warnings)) << error << "\n" << text;
     ASSERT_EQ(warnings.size(), 1u) << text;
-    EXPECT_EQ(warnings[0].rfind("holey.lws:" + std::to_string(c.line) + ":", 0), 0u) << warnings[0];
+    EXPECT_EQ(warnings[0].rfind("holey.lws: line " + std::to_string(c.line) + ":", 0), 0u) << warnings[0];
     EXPECT_NE(warnings[0].find(c.what), std::string::npos) << warnings[0];
     EXPECT_NE(warnings[0].find("Holey"), std::string::npos) << warnings[0];
     ASSERT_EQ(scene.items.size(), 2u) << text;
