@@ -1,9 +1,15 @@
-// "Image Utility": pixmaps in memory and the savers that write them.
+// "Image Utility": pixmaps in memory and the savers that write them. A save never leaves a
+// half-written image under the image's name: it writes beside it and renames when whole.
 #include "host/services/image_util.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -41,6 +47,12 @@ struct PixmapTable {
   std::map<uintptr_t, std::unique_ptr<Pixmap>> pixmaps;
   // Ids are numbers, never addresses, so a destroyed pixmap's id is refused.
   uintptr_t nextId = 1;
+};
+
+// The images saved so far, each once, in the order of their first save.
+struct SavedImages {
+  std::mutex mutex;
+  std::vector<std::string> paths;
 };
 
 PixmapTable* table() {
@@ -235,6 +247,24 @@ bool write(const Pixmap& p, const ImageSaver& saver, const std::string& name, st
   return ok;
 }
 
+// The image is written here first and renamed over the image when whole. The name is fixed,
+// so the next save of the same image writes over what a killed one left.
+std::string temporaryImageName(const std::string& file) { return file + ".new"; }
+
+// Flushes a written file, or a folder's entries, to the disk.
+bool syncPath(const std::string& path, bool folder) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | (folder ? O_DIRECTORY : 0));
+  if (fd < 0) return false;
+  const bool ok = ::fsync(fd) == 0;
+  ::close(fd);
+  return ok;
+}
+
+std::string folderOf(const std::string& file) {
+  const size_t slash = file.rfind('/');
+  return slash == std::string::npos ? std::string(".") : file.substr(0, slash + 1);
+}
+
 int save(LWPixmapID id, int saver, const char* name) {
   const auto& savers = imageSavers();
   const std::string file = name ? name : "";
@@ -251,10 +281,29 @@ int save(LWPixmapID id, int saver, const char* name) {
     report("Can't save the image \"" + file + "\"", "the image to save doesn't exist");
     return 0;
   }
+  // The saver's format is named to OpenImageIO outright, so the temporary's ending doesn't
+  // choose it.
+  const std::string temporary = temporaryImageName(file);
   std::string reason;
-  if (!write(copy, savers[size_t(saver)], file, reason)) {
+  bool ok = write(copy, savers[size_t(saver)], temporary, reason);
+  if (ok && !syncPath(temporary, false)) {
+    ok = false;
+    reason = "the file couldn't be flushed to the disk: " + std::string(std::strerror(errno));
+  }
+  if (ok && std::rename(temporary.c_str(), file.c_str()) != 0) {
+    ok = false;
+    reason = "the finished file couldn't take the image's name: " + std::string(std::strerror(errno));
+  }
+  if (!ok) {
+    ::unlink(temporary.c_str());
     report("Can't save the image \"" + file + "\"", reason);
     return 0;
+  }
+  syncPath(folderOf(file), true);
+  if (Host* h = Host::current()) {
+    SavedImages& saved = h->state<SavedImages>();
+    std::lock_guard lock(saved.mutex);
+    if (std::find(saved.paths.begin(), saved.paths.end(), file) == saved.paths.end()) saved.paths.push_back(file);
   }
   return 1;
 }
@@ -262,6 +311,12 @@ int save(LWPixmapID id, int saver, const char* name) {
 LWImageUtil kImageUtil = {create, destroy, save, setPixel, getPixel, getInfo, resample, saverCount, saverName};
 
 }  // namespace
+
+std::vector<std::string> imagesSaved(Host& host) {
+  SavedImages& saved = host.state<SavedImages>();
+  std::lock_guard lock(saved.mutex);
+  return saved.paths;
+}
 
 void registerImageUtil(Host& host) {
   host.services().add(LWIMAGEUTIL_GLOBAL, [](int) -> void* { return &kImageUtil; });

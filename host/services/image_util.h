@@ -12,6 +12,10 @@
 // Values are written as they are, with no gamma or colour space conversion. Integer formats
 // clamp to 0..1 first (a value that isn't a number becomes 0); float formats keep values
 // above 1 and below 0.
+//
+// A save writes "<name>.new" beside the image, flushes it and renames it over the image, so a
+// kill leaves the old image or the new one, never a half image; the next save of that image
+// writes over a temporary that a killed one left.
 #include <string>
 #include <vector>
 
@@ -23,5 +27,11 @@ struct ImageSaver {
 };
 
 const std::vector<ImageSaver>& imageSavers();
+
+class Host;
+
+// The paths of the images that `save` wrote on this host since it was made, each once, in the
+// order of their first save, as the plug-in named them. Safe from any thread.
+std::vector<std::string> imagesSaved(Host& host);
 
 }  // namespace host

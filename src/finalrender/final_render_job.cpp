@@ -21,6 +21,7 @@ FinalRenderJob* FinalRenderJob_Create() {
   job->aaLevel = 3.0;
   job->dof25d = 1.0;
   job->mb25d = 1.0;
+  job->sliceSeconds = -1.0;
   CapturedCamera_Init(&job->camera);
   CapturedCamera_Init(&job->shutterStartCamera);
   CapturedCamera_Init(&job->shutterEndCamera);

@@ -108,6 +108,9 @@ struct FinalRenderJob {
   std::atomic<int32_t> stopSelection;
   std::atomic<double> aaLevel;
   int32_t classic;  // "Classic NON-refinable"
+  // A fixed slice length in seconds from OMBREL_SLICE_SECONDS, read at set-up; negative for
+  // the usual budget (twenty times the set-up time, 1.5 to 100 seconds).
+  double sliceSeconds;
   double dof25d;
   double mb25d;
   // The scene the job renders: the master's capture under the panel, the batch render's own.

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <lwrender.h>
@@ -24,6 +26,12 @@ constexpr double kLowestRate = 0.000001;
 constexpr double kHighestRate = 999999.0;
 // What the job keeps of the host's threshold when the host can't tell it.
 constexpr int32_t kUnknownBoxThreshold = 5000000;
+
+// The environment variable that fixes the slice length, for tests that need frequent saves
+// and for render farms that want checkpoints at a known pace: seconds, 0 to 100; 0 makes
+// every slice one pass, so every pass is saved.
+constexpr char kSliceSecondsVariable[] = "OMBREL_SLICE_SECONDS";
+constexpr double kLongestSlice = 100.0;
 
 constexpr double kLensScale = 0.005475;
 constexpr int kHostPollMs = 20;
@@ -72,6 +80,23 @@ LWImageID backgroundImage() {
   for (LWImageID image = images->first(); image; image = images->next(image))
     if (image == compositing->bg) return image;
   return nullptr;
+}
+
+// The fixed slice length that the environment asks for, or -1. A value that isn't a number
+// of seconds from 0 to 100 is said once and not used.
+double sliceSecondsFromEnvironment() {
+  const char* text = std::getenv(kSliceSecondsVariable);
+  if (!text || !*text) return -1.0;
+  char* end = nullptr;
+  const double value = std::strtod(text, &end);
+  if (end != text && *end == '\0' && value >= 0.0 && value <= kLongestSlice) return value;
+  if (globalServices.messages && globalServices.messages->warning) {
+    char line[160];
+    std::snprintf(line, sizeof line, "%s is \"%.60s\": not a number of seconds from 0 to %g", kSliceSecondsVariable,
+                  text, kLongestSlice);
+    globalServices.messages->warning(line, "Slices keep their usual length.");
+  }
+  return -1.0;
 }
 
 // Everything of the scene at the host's time: camera, lights, objects, backdrop and fog, and
@@ -180,7 +205,8 @@ bool runPasses(FinalRenderJob* job, SequenceFrame* frame, uint32_t t0) {
     if (firstPass) {
       // A frame that is expensive to reach gets a longer stay.
       t1 = tickCount();
-      budget = std::clamp(20.0 * seconds(t0, t1), 1.5, 100.0);
+      budget = job->sliceSeconds >= 0.0 ? job->sliceSeconds
+                                        : std::clamp(20.0 * seconds(t0, t1), 1.5, kLongestSlice);
       firstPass = false;
     }
 
@@ -393,6 +419,7 @@ const char* frameLoopSetUp(FinalRenderJob* job, double lowFrame, double highFram
 
   job->targetTime = kNoTime;
   job->hostTime = kNoTime;
+  job->sliceSeconds = sliceSecondsFromEnvironment();
 
   const size_t n = size_t(job->pixelCount);
   job->tallies = static_cast<PixelTally*>(memAlloc(n * sizeof(PixelTally)));

@@ -1,9 +1,33 @@
+// Refine files: the names, the examination at set-up, loading and saving of a frame's pair,
+// and the image through the host's saver. Guards that a kill at any instant leaves each frame
+// with its previous pair or its new pair, whole, never one file of each.
+//
+// A save never writes over a committed file. It goes:
+//   1. write <raw>.new, then <tally>.new, and fsync both (on any failure: remove the tally's
+//      .new, then the raw's, and report; the old pair stands);
+//   2. rename <raw>.new over <raw>, fsync the folder;
+//   3. rename <tally>.new over <tally>, fsync the folder.
+// Invariant: <tally>.new without <raw>.new beside it is always complete and belongs to the
+// committed <raw>, because it was flushed before step 2 took <raw>.new away. While <raw>.new
+// stands nothing has been committed. So the recovery (refineRecover, run for each frame
+// before it is examined or loaded) decides every kill point:
+//   <raw>.new stands              -> remove <tally>.new, then <raw>.new: the old pair stands;
+//   only <tally>.new stands       -> rename it over <tally>: the new pair stands;
+//   neither                       -> nothing to do.
+// Removal goes tally first, so a kill inside the recovery leaves a state it decides again.
+// The folder is synced after each rename so that, after a power loss too, the tally's rename
+// can't be on disk without the raw's.
 #include "finalrender/refine_files.h"
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include <lwimage.h>
 
@@ -48,6 +72,48 @@ class File {
 };
 
 constexpr size_t kChunkPixels = 1024;  // pixels per buffered read or write
+
+std::string temporaryName(const char* path) { return std::string(path) + kRefineTemporaryEnding; }
+
+// Makes the folder's entries (a rename, a removal) durable; a failure here costs durability
+// after a power loss, not the save.
+void syncFolderOf(const char* path) {
+  const char* slash = std::strrchr(path, '/');
+  const std::string folder = slash ? std::string(path, size_t(slash - path) + 1) : std::string(".");
+  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  ::fsync(fd);
+  ::close(fd);
+}
+
+bool writeAll(int fd, const unsigned char* data, size_t size) {
+  while (size > 0) {
+    const ssize_t n = ::write(fd, data, size);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    data += n;
+    size -= size_t(n);
+  }
+  return true;
+}
+
+// Writes `count` records of `recordSize` bytes made by `fill(at, index)` to a new file and
+// flushes it to the disk; false if any of that fails (a full disk included).
+template <class Fill>
+bool writeFlushed(const std::string& path, size_t count, size_t recordSize, Fill&& fill) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) return false;
+  unsigned char buffer[kChunkPixels * 16];
+  bool ok = true;
+  for (size_t done = 0; ok && done < count;) {
+    const size_t n = std::min(kChunkPixels, count - done);
+    for (size_t p = 0; p < n; ++p) fill(buffer + p * recordSize, done + p);
+    ok = writeAll(fd, buffer, n * recordSize);
+    done += n;
+  }
+  if (ok) ok = ::fsync(fd) == 0;
+  return ::close(fd) == 0 && ok;
+}
 
 }  // namespace
 
@@ -107,6 +173,7 @@ const char* RefineSurvey_Frame(RefineSurvey* survey, const LWMessageFuncs* messa
                                const char* tallyPath, int32_t* minSamples, int32_t* maxSamples) {
   *minSamples = kRefineFreshMin;
   *maxSamples = kRefineFreshMax;
+  refineRecover(rawPath, tallyPath);
   if (survey->replaceAll) return nullptr;
   int32_t least = 0, most = 0;
   if (!refineExaminePair(rawPath, tallyPath, survey->pixelCount, &least, &most)) return nullptr;
@@ -135,6 +202,7 @@ const char* RefineSurvey_Frame(RefineSurvey* survey, const LWMessageFuncs* messa
 bool refineLoad(const char* rawPath, const char* tallyPath, int32_t pixelCount, PixelTally* tallies, float* red,
                 float* green, float* blue, float* alpha) {
   if (pixelCount <= 0) return false;
+  refineRecover(rawPath, tallyPath);
   File raw(rawPath, "rb");
   File tally(raw ? tallyPath : nullptr, "rb");
   if (!raw || !tally) {
@@ -168,38 +236,50 @@ bool refineLoad(const char* rawPath, const char* tallyPath, int32_t pixelCount, 
 
 const char* refineSave(const char* rawPath, const char* tallyPath, int32_t pixelCount, const PixelTally* tallies,
                        const float* red, const float* green, const float* blue, const float* alpha) {
-  unsigned char buffer[kChunkPixels * 16];
-  {
-    File raw(rawPath, "wb");
-    if (!raw) return kRefineCantOpenRaw;
-    for (size_t done = 0; done < size_t(std::max(pixelCount, 0));) {
-      const size_t count = std::min<size_t>(kChunkPixels, size_t(pixelCount) - done);
-      for (size_t p = 0; p < count; ++p) {
-        unsigned char* at = buffer + p * 16;
-        putFloat(at, red[done + p]);
-        putFloat(at + 4, green[done + p]);
-        putFloat(at + 8, blue[done + p]);
-        putFloat(at + 12, alpha[done + p]);
-      }
-      std::fwrite(buffer, 16, count, raw.get());
-      done += count;
-    }
-  }
-  File tally(tallyPath, "wb");
-  if (!tally) return kRefineCantOpenTally;
-  for (size_t done = 0; done < size_t(std::max(pixelCount, 0));) {
-    const size_t count = std::min<size_t>(kChunkPixels, size_t(pixelCount) - done);
-    for (size_t p = 0; p < count; ++p) {
-      unsigned char* at = buffer + p * 12;
-      const PixelTally& t = tallies[done + p];
-      putFloat(at, t.weight);
-      putWord(at + 4, uint32_t(t.reserved));
-      putWord(at + 8, uint32_t(t.samples));
-    }
-    std::fwrite(buffer, 12, count, tally.get());
-    done += count;
-  }
+  if (!rawPath || !tallyPath) return !rawPath ? kRefineCantOpenRaw : kRefineCantOpenTally;
+  const std::string rawNew = temporaryName(rawPath), tallyNew = temporaryName(tallyPath);
+  const size_t count = size_t(std::max(pixelCount, 0));
+  auto abandon = [&](const char* text) {
+    ::unlink(tallyNew.c_str());  // tally first: a lone tally temporary would be taken as committed
+    ::unlink(rawNew.c_str());
+    return text;
+  };
+
+  // What an earlier save left is settled first: a lone tally temporary is a committed tally.
+  refineRecover(rawPath, tallyPath);
+  const bool rawWritten = writeFlushed(rawNew, count, 16, [&](unsigned char* at, size_t p) {
+    putFloat(at, red[p]);
+    putFloat(at + 4, green[p]);
+    putFloat(at + 8, blue[p]);
+    putFloat(at + 12, alpha[p]);
+  });
+  if (!rawWritten) return abandon(kRefineCantOpenRaw);
+  const bool tallyWritten = writeFlushed(tallyNew, count, 12, [&](unsigned char* at, size_t p) {
+    putFloat(at, tallies[p].weight);
+    putWord(at + 4, uint32_t(tallies[p].reserved));
+    putWord(at + 8, uint32_t(tallies[p].samples));
+  });
+  if (!tallyWritten) return abandon(kRefineCantOpenTally);
+
+  if (std::rename(rawNew.c_str(), rawPath) != 0) return abandon(kRefineCantOpenRaw);
+  syncFolderOf(rawPath);
+  // Deliberate: a failed rename here leaves <tally>.new for the next run's recovery to commit,
+  // since the raw picture already is the new one.
+  if (std::rename(tallyNew.c_str(), tallyPath) != 0) return kRefineCantOpenTally;
+  syncFolderOf(tallyPath);
   return nullptr;
+}
+
+void refineRecover(const char* rawPath, const char* tallyPath) {
+  if (!rawPath || !tallyPath) return;
+  const std::string rawNew = temporaryName(rawPath), tallyNew = temporaryName(tallyPath);
+  if (::access(rawNew.c_str(), F_OK) == 0) {
+    ::unlink(tallyNew.c_str());
+    ::unlink(rawNew.c_str());
+    syncFolderOf(rawPath);
+  } else if (::access(tallyNew.c_str(), F_OK) == 0) {
+    if (std::rename(tallyNew.c_str(), tallyPath) == 0) syncFolderOf(tallyPath);
+  }
 }
 
 const char* refineSaveImage(GlobalFunc* global, int32_t width, int32_t height, const float* red, const float* green,

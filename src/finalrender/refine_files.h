@@ -21,6 +21,8 @@ static_assert(sizeof(PixelTally) == 12, "a tally is 12 bytes on disk and in memo
 
 inline constexpr char kRefineRawEnding[] = ".rawhdr";
 inline constexpr char kRefineTallyEnding[] = ".ombreldat";
+// A save writes each file under its name plus this first, and renames it when both are whole.
+inline constexpr char kRefineTemporaryEnding[] = ".new";
 inline constexpr int32_t kRefinePathSize = 512;
 // A tally whose samples lie outside 0..this makes its pair count as absent.
 inline constexpr int32_t kRefineMaxSampleCount = 1000000;
@@ -89,10 +91,16 @@ const char* RefineSurvey_Frame(RefineSurvey* survey, const LWMessageFuncs* messa
 bool refineLoad(const char* rawPath, const char* tallyPath, int32_t pixelCount, PixelTally* tallies, float* red,
                 float* green, float* blue, float* alpha);
 
-// Writes the raw picture first, then the tally file, truncating each. Returns null or
-// kRefineCantOpenRaw / kRefineCantOpenTally.
+// Writes the pair so that a kill at any instant leaves the old pair or the new one: both
+// files under temporary names, flushed, then renamed raw first (the protocol is told in
+// refine_files.cpp). Returns null, or kRefineCantOpenRaw / kRefineCantOpenTally when that
+// file can't be written or put in place; the old pair then stands.
 const char* refineSave(const char* rawPath, const char* tallyPath, int32_t pixelCount, const PixelTally* tallies,
                        const float* red, const float* green, const float* blue, const float* alpha);
+
+// Settles what a killed save left beside a pair: removes an uncommitted save's temporaries,
+// or completes a committed one. Examination and loading run it first.
+void refineRecover(const char* rawPath, const char* tallyPath);
 
 // Gives the picture to the host's saver through "Image Utility": create (four floats a pixel),
 // setPixel row by row from y 0, save with `saverIndex`, destroy. The result of save is not

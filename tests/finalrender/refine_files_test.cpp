@@ -128,13 +128,6 @@ TEST_F(RefineFiles, SaveWritesLittleEndianRecordsAndLoadReadsThemBack) {
   EXPECT_EQ(back.alpha, frame.alpha);
   EXPECT_EQ(0, std::memcmp(back.tallies.data(), frame.tallies.data(), size_t(n) * 12));
 
-  // Saving again over a larger pair truncates it.
-  Frame small(3);
-  small.fill(1);
-  ASSERT_EQ(small.save(path("a.rawhdr"), path("a.ombreldat")), nullptr);
-  EXPECT_EQ(fs::file_size(path("a.rawhdr")), 48u);
-  EXPECT_EQ(fs::file_size(path("a.ombreldat")), 36u);
-
   // A missing file zeroes all five arrays.
   std::fill(back.alpha.begin(), back.alpha.end(), 5.0f);
   EXPECT_FALSE(refineLoad(path("none.rawhdr").c_str(), path("a.ombreldat").c_str(), n, back.tallies.data(),
@@ -250,13 +243,17 @@ TEST_F(RefineFiles, TheQuestionIsAskedOnceAndItsAnswersDecide) {
   EXPECT_EQ(silent.figures, (Figures{{0, 0}, {5, 7}, {2, 4}, {0, 0}}));
 }
 
-TEST_F(RefineFiles, SaveFailuresNameTheFileThatWouldNotOpen) {
-  Frame frame(2);
-  frame.fill(1);
-  EXPECT_STREQ(frame.save(path("no/such/a.rawhdr"), path("a.ombreldat")), "Can't open RGB data save file");
-  EXPECT_FALSE(fs::exists(path("a.ombreldat")));  // the raw picture comes first
-  EXPECT_STREQ(frame.save(path("a.rawhdr"), path("no/such/a.ombreldat")), "Can't open DAT info");
-  EXPECT_EQ(fs::file_size(path("a.rawhdr")), 32u);
+TEST_F(RefineFiles, AFailedSaveNamesItsFileAndLeavesTheOldPair) {
+  Frame old(2), next(2);
+  old.fill(1);
+  next.fill(7);
+  ASSERT_EQ(old.save(path("a.rawhdr"), path("a.ombreldat")), nullptr);
+  const auto raw = bytes(path("a.rawhdr")), tally = bytes(path("a.ombreldat"));
+  EXPECT_STREQ(next.save(path("no/such/a.rawhdr"), path("a.ombreldat")), "Can't open RGB data save file");
+  EXPECT_STREQ(next.save(path("a.rawhdr"), path("no/such/a.ombreldat")), "Can't open DAT info");
+  EXPECT_EQ(bytes(path("a.rawhdr")), raw);
+  EXPECT_EQ(bytes(path("a.ombreldat")), tally);
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir), fs::directory_iterator()), 2) << "a temporary is left";
 
   refineShowSaveFailure(messages(), kRefineCantOpenTally);
   const auto all = host.messages();
@@ -264,6 +261,81 @@ TEST_F(RefineFiles, SaveFailuresNameTheFileThatWouldNotOpen) {
   EXPECT_EQ(all.back(), (host::HostMessage{"error",
                                            "Image saving failed, BUT your data may still exist in Ombrel refine files!",
                                            "Can't open DAT info"}));
+}
+
+// A kill during a save leaves the temporaries as they stood at that moment; the next run
+// finds the old pair or the new one, whole, and nothing else beside them.
+TEST_F(RefineFiles, EveryKillPointOfASaveLeavesTheOldPairOrTheNew) {
+  const int n = 5;
+  Frame old(n), next(n);
+  old.fill(2);   // samples 2..4
+  next.fill(3);  // samples 3..5
+  ASSERT_EQ(old.save(path("old.rawhdr"), path("old.ombreldat")), nullptr);
+  ASSERT_EQ(next.save(path("new.rawhdr"), path("new.ombreldat")), nullptr);
+  const auto oldRaw = bytes(path("old.rawhdr")), oldTally = bytes(path("old.ombreldat"));
+  const auto newRaw = bytes(path("new.rawhdr")), newTally = bytes(path("new.ombreldat"));
+  auto put = [&](const std::string& name, const std::vector<unsigned char>& b, size_t count) {
+    std::ofstream(path(name), std::ios::binary).write(reinterpret_cast<const char*>(b.data()), std::streamsize(count));
+  };
+
+  struct Point {
+    const char* moment;
+    size_t rawNew, tallyNew;  // bytes of each temporary; npos: none
+    bool rawCommitted;
+    bool newPair;  // what the next run must find
+  };
+  constexpr size_t none = std::string::npos;
+  const size_t r = oldRaw.size(), t = oldTally.size();
+  const Point points[] = {
+      {"writing the raw temporary", r / 2, none, false, false},
+      {"writing the tally temporary", r, t / 3, false, false},
+      {"both temporaries flushed", r, t, false, false},
+      {"a recovery that had removed the tally temporary", r, none, false, false},
+      {"between the two renames", none, t, true, true},
+      {"after both renames", none, none, true, true},
+  };
+  for (const Point& p : points) {
+    SCOPED_TRACE(p.moment);
+    for (const bool loading : {false, true}) {
+      put("f.rawhdr", p.rawCommitted ? newRaw : oldRaw, r);
+      put("f.ombreldat", p.rawCommitted && p.tallyNew == none ? newTally : oldTally, t);
+      fs::remove(path("f.rawhdr.new"));
+      fs::remove(path("f.ombreldat.new"));
+      if (p.rawNew != none) put("f.rawhdr.new", newRaw, p.rawNew);
+      if (p.tallyNew != none) put("f.ombreldat.new", newTally, p.tallyNew);
+
+      if (loading) {
+        Frame back(n);
+        ASSERT_TRUE(refineLoad(path("f.rawhdr").c_str(), path("f.ombreldat").c_str(), n, back.tallies.data(),
+                               back.red.data(), back.green.data(), back.blue.data(), back.alpha.data()));
+        EXPECT_EQ(back.red, (p.newPair ? next : old).red);
+        EXPECT_EQ(back.tallies[4].samples, (p.newPair ? next : old).tallies[4].samples);
+      } else {
+        RefineSurvey survey;
+        RefineSurvey_Init(&survey, n, 1);
+        int32_t least = -1, most = -1;
+        ASSERT_EQ(RefineSurvey_Frame(&survey, messages(), path("f.rawhdr").c_str(), path("f.ombreldat").c_str(),
+                                     &least, &most),
+                  nullptr);
+        EXPECT_EQ(least, p.newPair ? 3 : 2);
+        EXPECT_EQ(most, p.newPair ? 5 : 4);
+      }
+      EXPECT_EQ(bytes(path("f.rawhdr")), p.newPair ? newRaw : oldRaw);
+      EXPECT_EQ(bytes(path("f.ombreldat")), p.newPair ? newTally : oldTally);
+      EXPECT_FALSE(fs::exists(path("f.rawhdr.new")));
+      EXPECT_FALSE(fs::exists(path("f.ombreldat.new")));
+    }
+  }
+
+  // A save that follows a kill between the renames commits that save's tally first, and then
+  // writes its own pair.
+  put("f.rawhdr", newRaw, r);
+  put("f.ombreldat", oldTally, t);
+  put("f.ombreldat.new", newTally, t);
+  ASSERT_EQ(old.save(path("f.rawhdr"), path("f.ombreldat")), nullptr);
+  EXPECT_EQ(bytes(path("f.rawhdr")), oldRaw);
+  EXPECT_EQ(bytes(path("f.ombreldat")), oldTally);
+  EXPECT_FALSE(fs::exists(path("f.ombreldat.new")));
 }
 
 TEST_F(RefineFiles, TheImageGoesThroughTheHostsSaverTopRowFirst) {
@@ -275,11 +347,15 @@ TEST_F(RefineFiles, TheImageGoesThroughTheHostsSaverTopRowFirst) {
     if (std::string(host::imageSavers()[i].name) == "OpenEXR (.exr)") exr = int(i);
   ASSERT_GE(exr, 0);
   const std::string file = path("img0001.exr");
+  // What a save killed half-way left: the next save writes over it and takes it away.
+  writeBytes(file + ".new", 100, 0x5A);
   ASSERT_EQ(refineSaveImage(host::Host::globalFunction(), w, h, frame.red.data(), frame.green.data(),
                             frame.blue.data(), frame.alpha.data(), exr, file.c_str()),
             nullptr);
+  EXPECT_FALSE(fs::exists(file + ".new"));
   auto in = OIIO::ImageInput::open(file);
   ASSERT_TRUE(in);
+  EXPECT_STREQ(in->format_name(), "openexr");  // the saver's format, whatever the temporary's name
   const OIIO::ImageSpec dims = in->spec_dimensions(0);
   ASSERT_EQ(dims.width, w);
   ASSERT_EQ(dims.height, h);
@@ -291,6 +367,16 @@ TEST_F(RefineFiles, TheImageGoesThroughTheHostsSaverTopRowFirst) {
     EXPECT_FLOAT_EQ(pixels[p * 4 + 1], frame.green[p]);
     EXPECT_FLOAT_EQ(pixels[p * 4 + 2], frame.blue[p]);
   }
+
+  // The host lists each image it saved once; a save that fails is not listed.
+  ASSERT_EQ(refineSaveImage(host::Host::globalFunction(), w, h, frame.red.data(), frame.green.data(),
+                            frame.blue.data(), frame.alpha.data(), exr, file.c_str()),
+            nullptr);
+  const std::string lost = path("no/such/img0002.exr");
+  refineSaveImage(host::Host::globalFunction(), w, h, frame.red.data(), frame.green.data(), frame.blue.data(),
+                  frame.alpha.data(), exr, lost.c_str());
+  EXPECT_EQ(host::imagesSaved(host), std::vector<std::string>{file});
+  EXPECT_EQ(host.messages().back().first, "Can't save the image \"" + lost + "\"");
 
   // Without "Image Utility".
   GlobalFunc* none = [](const char*, int) -> void* { return nullptr; };

@@ -14,6 +14,36 @@ extern char** environ;
 
 namespace testproc {
 
+namespace {
+
+std::vector<char*> argumentsOf(const std::string& program, std::vector<std::string>& all,
+                               const std::vector<std::string>& args) {
+  all = {program};
+  all.insert(all.end(), args.begin(), args.end());
+  std::vector<char*> argv;
+  for (auto& a : all) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  return argv;
+}
+
+}  // namespace
+
+int start(const std::string& program, const std::vector<std::string>& args, const std::string& outFile,
+          const std::string& errFile) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  const int writing = O_WRONLY | O_CREAT | O_TRUNC;
+  posix_spawn_file_actions_addopen(&actions, 1, outFile.empty() ? "/dev/null" : outFile.c_str(), writing, 0644);
+  posix_spawn_file_actions_addopen(&actions, 2, errFile.empty() ? "/dev/null" : errFile.c_str(), writing, 0644);
+  std::vector<std::string> all;
+  std::vector<char*> argv = argumentsOf(program, all, args);
+  pid_t pid = -1;
+  const int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  return spawned == 0 ? pid : -1;
+}
+
 Outcome run(const std::string& program, const std::vector<std::string>& args, int timeoutSeconds) {
   Outcome outcome;
   int outPipe[2], errPipe[2];
@@ -29,12 +59,8 @@ Outcome run(const std::string& program, const std::vector<std::string>& args, in
   posix_spawn_file_actions_adddup2(&actions, outPipe[1], 1);
   posix_spawn_file_actions_adddup2(&actions, errPipe[1], 2);
 
-  std::vector<std::string> all{program};
-  all.insert(all.end(), args.begin(), args.end());
-  std::vector<char*> argv;
-  for (auto& a : all) argv.push_back(a.data());
-  argv.push_back(nullptr);
-
+  std::vector<std::string> all;
+  std::vector<char*> argv = argumentsOf(program, all, args);
   pid_t pid = -1;
   const int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);

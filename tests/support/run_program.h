@@ -16,6 +16,12 @@ struct Outcome {
 // (the child is killed and the outcome has signal SIGKILL).
 Outcome run(const std::string& program, const std::vector<std::string>& args, int timeoutSeconds = 60);
 
+// Starts `program` with `args` and returns at once, for a test that signals the child itself:
+// standard input is empty, and standard output and error go to the files named (to nothing
+// where a name is empty). Returns the child's id, or -1.
+int start(const std::string& program, const std::vector<std::string>& args, const std::string& outFile = "",
+          const std::string& errFile = "");
+
 // The lines of a text, without their ends; no empty last line.
 std::vector<std::string> lines(const std::string& text);
 
