@@ -3,13 +3,13 @@
 // layer, counts, surfaces, bounds and clip map; per item its place at the frame; lights, cameras,
 // frame settings, backdrop and fog.
 #include "host/cli/info_command.h"
+#include "host/cli/file_kind.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <memory>
 #include <numbers>
@@ -23,6 +23,7 @@
 
 #include "host/formats/lwo_reader.h"
 #include "host/formats/lws_reader.h"
+#include "host/scene/object_stage.h"
 #include "host/scene/object.h"
 #include "host/services/host.h"
 #include "host/services/scene_ids.h"
@@ -118,54 +119,11 @@ struct InfoReport {
 
 // ---- reading the file ----
 
-bool startsWith(const std::string& path, const char* magic, size_t offset) {
-  std::ifstream in(path, std::ios::binary);
-  char buf[16] = {};
-  in.read(buf, std::streamsize(offset + 4));
-  return in.gcount() == std::streamsize(offset + 4) && std::string(buf + offset, 4) == magic;
-}
-
-// An object file is an IFF form, a scene a text beginning with LWSC; the extension decides
-// only when the contents don't.
-bool isSceneFile(const std::string& path) {
-  if (startsWith(path, "FORM", 0)) return false;
-  if (startsWith(path, "LWSC", 0)) return true;
-  std::string ext = fs::path(path).extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
-  return ext == ".lws";
-}
-
 // A scene of one object file: one item per layer, as Layout loads all layers of a file.
 bool loadObjectScene(const std::string& path, host::Scene& scene, std::string& error) {
   auto model = std::make_shared<host::ObjectModel>();
   if (!host::readObjectFile(path, *model, error)) return false;
-  const std::string stem = fs::path(path).stem().string();
-  const bool several = model->layers.size() > 1;
-  std::map<int, int> itemOfLayer;
-  for (const host::Layer& l : model->layers) {
-    std::string name = stem;
-    if (several) name += ":" + (l.name.empty() ? "Layer " + std::to_string(l.number + 1) : l.name);
-    const int i = scene.addItem(host::ItemType::Object, name);
-    host::Item& item = scene.items[size_t(i)];
-    item.object.model = model;
-    item.object.path = path;
-    item.object.resolvedPath = path;
-    item.object.layer = int(l.number) + 1;
-    item.pivotPosition = {l.pivot[0], l.pivot[1], l.pivot[2]};
-    itemOfLayer.emplace(int(l.number), i);
-  }
-  // A layer's parent layer becomes its item's parent, as when Layout loads the layers.
-  for (const host::Layer& l : model->layers) {
-    auto self = itemOfLayer.find(int(l.number));
-    auto parent = itemOfLayer.find(l.parent);
-    if (l.parent >= 0 && parent != itemOfLayer.end() && parent->second != self->second)
-      scene.items[size_t(self->second)].parent = parent->second;
-  }
-  if (model->layers.empty()) {
-    const int i = scene.addItem(host::ItemType::Object, stem);
-    scene.items[size_t(i)].object.model = model;
-    scene.items[size_t(i)].object.path = path;
-  }
+  host::addObjectLayers(scene, model, path);
   scene.addItem(host::ItemType::Camera, "Camera");
   return true;
 }
@@ -784,6 +742,8 @@ int runInfo(const InfoOptions& options) {
     std::fprintf(stderr, "ombrel: %s\n", error.c_str());
     return kExitUsage;
   }
+  for (const host::Item& item : scene->items)  // an object alone: the flaws its reader mended
+    if (!isScene && item.object.model && warnings.empty()) warnings = item.object.model->warnings;
   host::HostSettings settings;
   settings.messagesToStderr = false;
   host::Host h(scene, settings);

@@ -1,6 +1,7 @@
-// `ombrel render`: loads a scene into the host, loads the module, starts it as Layout would,
-// and hands its headless final render the settings as instance text: the scene's saved
-// settings of the render panel and the master, overridden by the command line.
+// `ombrel render`: loads a scene (or an object, staged to be seen) into the host, loads the
+// module, starts it as Layout would, and hands its headless final render the settings as
+// instance text: the scene's saved settings of the render panel and the master, overridden by
+// the command line.
 #include "host/cli/render_command.h"
 
 #include <signal.h>
@@ -10,7 +11,6 @@
 #include <atomic>
 #include <cctype>
 #include <cerrno>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -27,11 +27,17 @@
 #include <lwmaster.h>
 #include <ombrel_batch.h>
 
+#include "host/cli/file_kind.h"
+#include "host/cli/render_progress.h"
+#include "host/formats/lwo_reader.h"
 #include "host/formats/lws_reader.h"
 #include "host/runtime/plugin_module.h"
+#include "host/scene/object.h"
+#include "host/scene/object_stage.h"
 #include "host/scene/plugin.h"
 #include "host/services/host.h"
 #include "host/services/host_info.h"
+#include "host/services/image_util.h"
 
 namespace cli {
 
@@ -53,6 +59,8 @@ struct RenderOptions {
   std::string output;
   bool refine = false;
   bool replace = false;
+  std::optional<int> turntable;
+  std::string size;
 };
 
 // ---- Where the demo scene is ----
@@ -196,64 +204,6 @@ bool chooseSaver(host::Host& h, const std::string& output, int* index, std::stri
   return false;
 }
 
-// ---- Progress ----
-
-std::string clock(double seconds) {
-  const long s = long(seconds);
-  char text[32];
-  if (s >= 3600) std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", s / 3600, s / 60 % 60, s % 60);
-  else std::snprintf(text, sizeof text, "%ld:%02ld", s / 60, s % 60);
-  return text;
-}
-
-struct Progress {
-  bool terminal = false;
-  std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
-  std::chrono::steady_clock::time_point lastDraw{};
-  int lastMode = -1, lastFrame = 0;
-  std::string lastLine2;
-  bool lineOpen = false;
-
-  double elapsed() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  }
-
-  void show(const OmbrelBatchStatus& s) {
-    const std::string line1 = s.line1 ? s.line1 : "";
-    const std::string line2 = s.line2 ? s.line2 : "";
-    if (line1.empty() && line2.empty()) return;
-    const auto now = std::chrono::steady_clock::now();
-    const bool changed = s.statusMode != lastMode || s.statusFrame != lastFrame || line2 != lastLine2;
-    const std::string text = "[" + clock(elapsed()) + "] " + line1 + (line2.empty() ? "" : "   " + line2);
-    if (terminal) {
-      // One line, rewritten in place; the quality moves with every row, so it is drawn at most
-      // ten times a second.
-      if (!changed && now - lastDraw < std::chrono::milliseconds(100)) return;
-      std::printf("\r%s\x1b[K", text.c_str());
-      lineOpen = true;
-    } else {
-      // In a log, a line for each new frame or stage, not for each row.
-      if (!changed) return;
-      std::printf("%s\n", text.c_str());
-    }
-    std::fflush(stdout);
-    lastDraw = now;
-    lastMode = s.statusMode;
-    lastFrame = s.statusFrame;
-    lastLine2 = line2;
-  }
-
-  void closeLine() {
-    if (lineOpen) std::printf("\n");
-    lineOpen = false;
-    std::fflush(stdout);
-  }
-};
-
-void onStatus(void* data, const OmbrelBatchStatus* status) {
-  if (status) static_cast<Progress*>(data)->show(*status);
-}
-
 // ---- Ctrl-C ----
 
 volatile int stopRequested = 0;
@@ -286,19 +236,34 @@ class InterruptGuard {
 
 // ---- The render ----
 
-// The images written in the output's folder since `since`, by name.
-std::vector<std::string> imagesWritten(const std::string& output, fs::file_time_type since) {
-  std::vector<std::string> found;
-  fs::path folder = fs::path(output).parent_path();
-  if (folder.empty()) folder = ".";
-  std::error_code ec;
-  for (const auto& entry : fs::directory_iterator(folder, ec)) {
-    const std::string ext = entry.path().extension().string();
-    if (!entry.is_regular_file(ec) || ext == ".rawhdr" || ext == ".ombreldat") continue;
-    if (entry.last_write_time(ec) >= since) found.push_back(entry.path().string());
+// "WIDTHxHEIGHT", each 1 to 16384.
+bool parseSize(const std::string& text, int* width, int* height) {
+  const auto number = [](const std::string& digits, int* out) {
+    if (digits.empty() || digits.size() > 5) return false;
+    for (char c : digits)
+      if (!std::isdigit(static_cast<unsigned char>(c))) return false;
+    *out = std::stoi(digits);
+    return *out >= 1 && *out <= 16384;
+  };
+  const size_t x = text.find_first_of("xX");
+  return x != std::string::npos && number(text.substr(0, x), width) && number(text.substr(x + 1), height);
+}
+
+// The scene to render: a scene file as it is, or an object file staged to be seen.
+bool loadInput(const std::string& path, bool isObject, const RenderOptions& options, int width, int height,
+               host::Scene& scene, std::string& error, std::vector<std::string>& warnings) {
+  if (!isObject) return host::readSceneFile(path, scene, error, {}, &warnings);
+  auto model = std::make_shared<host::ObjectModel>();
+  if (!host::readObjectFile(path, *model, error)) return false;
+  for (const std::string& w : model->warnings) warnings.push_back(path + ": " + w);
+  host::ObjectStage stage;
+  stage.turntableFrames = options.turntable.value_or(0);
+  if (width > 0) {
+    stage.width = width;
+    stage.height = height;
   }
-  std::sort(found.begin(), found.end());
-  return found;
+  scene = stage.build(model, path);
+  return true;
 }
 
 int runRender(const RenderOptions& options) {
@@ -317,6 +282,19 @@ int runRender(const RenderOptions& options) {
   std::error_code ec;
   if (!fs::is_regular_file(scenePath, ec)) {
     std::fprintf(stderr, "ombrel: %s: no such scene file\n", scenePath.c_str());
+    return kExitUsage;
+  }
+  const bool isObject = !isSceneFile(scenePath);
+  if (options.turntable && !isObject) {
+    std::fprintf(stderr,
+                 "ombrel: --turntable turns the camera around an object file (.lwo); a scene renders with its "
+                 "own camera and frames\n");
+    return kExitUsage;
+  }
+  int width = 0, height = 0;
+  if (!options.size.empty() && !parseSize(options.size, &width, &height)) {
+    std::fprintf(stderr, "ombrel: --size wants WIDTHxHEIGHT, each 1 to 16384, as in 640x480; not \"%s\"\n",
+                 options.size.c_str());
     return kExitUsage;
   }
 
@@ -373,9 +351,23 @@ int runRender(const RenderOptions& options) {
   auto scene = std::make_shared<host::Scene>();
   std::string error;
   std::vector<std::string> warnings;
-  if (!host::readSceneFile(scenePath, *scene, error, {}, &warnings)) {
+  if (!loadInput(scenePath, isObject, options, width, height, *scene, error, warnings)) {
     std::fprintf(stderr, "ombrel: %s\n", error.c_str());
     return kExitUsage;
+  }
+  const int cameraIndex = scene->renderCamera();
+  if (width > 0 && !isObject && cameraIndex >= 0) {
+    // The camera's limited region keeps its place in the frame.
+    host::CameraSettings& c = scene->items[size_t(cameraIndex)].camera;
+    const auto scaled = [](int v, int from, int to) {
+      return from > 0 ? std::clamp(int(double(v) * to / from), 0, to - 1) : v;
+    };
+    c.regionX0 = scaled(c.regionX0, c.width, width);
+    c.regionX1 = scaled(c.regionX1, c.width, width);
+    c.regionY0 = scaled(c.regionY0, c.height, height);
+    c.regionY1 = scaled(c.regionY1, c.height, height);
+    c.width = width;
+    c.height = height;
   }
   for (const std::string& w : warnings) std::fprintf(stderr, "ombrel: warning: %s\n", w.c_str());
 
@@ -488,7 +480,7 @@ int runRender(const RenderOptions& options) {
     });
   }
 
-  Progress progress;
+  RenderProgress progress;
   progress.terminal = isatty(STDOUT_FILENO);
   LWLayoutGeneric generic{};
   generic.evaluate = host::Host::commandFunction();
@@ -497,11 +489,10 @@ int runRender(const RenderOptions& options) {
   record.global = host::Host::globalFunction();
   record.generic = &generic;
   record.settings = settingsText.c_str();
-  record.status = onStatus;
+  record.status = RenderProgress::onStatus;
   record.statusData = &progress;
   record.stopRequested = &stopRequested;
 
-  const auto since = fs::file_time_type::clock::now() - std::chrono::seconds(1);
   int result;
   {
     InterruptGuard guard;
@@ -525,9 +516,10 @@ int runRender(const RenderOptions& options) {
     std::fprintf(stderr, "ombrel: the render did not start\n");
     return kExitRenderFailed;
   }
-  const std::vector<std::string> images = imagesWritten(output, since);
+  // The images this run's saver wrote, not whatever else changed in their folder meanwhile.
+  const std::vector<std::string> images = host::imagesSaved(h);
   const bool interrupted = stopRequested != 0;
-  std::printf("%s after %s. ", interrupted ? "Stopped" : "Done", clock(progress.elapsed()).c_str());
+  std::printf("%s after %s. ", interrupted ? "Stopped" : "Done", progress.elapsedClock().c_str());
   if (images.empty()) {
     std::printf("No image was written%s.\n", interrupted ? " (refine files keep what was rendered)" : "");
   } else {
@@ -542,12 +534,23 @@ int runRender(const RenderOptions& options) {
 
 Command addRenderCommand(CLI::App& program) {
   auto options = std::make_shared<RenderOptions>();
-  CLI::App* app = program.add_subcommand("render", "Render a range of frames of a scene to image files");
+  CLI::App* app = program.add_subcommand("render", "Render a range of frames of a scene or an object to image files");
   app->description(
       "Render a range of frames of a scene to image files, time-sliced so that the whole sequence rises in "
       "quality together. Beside each image stand two refine files (.rawhdr, .ombreldat); a later run on the "
-      "same frames takes them further. Without a scene, the built-in demo scene is rendered.");
-  app->add_option("scene", options->scene, "The scene file (.lws); the demo scene when left out");
+      "same frames takes them further. Without a scene, the built-in demo scene is rendered. An object file "
+      "(.lwo) renders on its own, framed from above and to the side before a grey backdrop, under a key, a "
+      "fill and a rim light.");
+  app->add_option("scene", options->scene,
+                   "The scene file (.lws) or an object file (.lwo); the demo scene when left out");
+  app->add_option("--turntable", options->turntable,
+                  "For an object: N frames around it, a full turn, frame k at (k-1)/N of the turn (default: one "
+                  "frame)")
+      ->option_text("N")
+      ->check(CLI::Range(1, 10000));
+  app->add_option("--size", options->size,
+                  "The picture's size in pixels (default: the scene camera's; 640x480 for an object)")
+      ->option_text("WIDTHxHEIGHT");
   app->add_option("--frames", options->frames, "The frames to render, as FIRST-LAST (default: the scene's range)")
       ->option_text("FIRST-LAST");
   app->add_option("--first", options->first, "The first frame")->option_text("N");
@@ -570,7 +573,7 @@ Command addRenderCommand(CLI::App& program) {
   app->add_option("-o,--output", options->output,
                   "The images' name: \"####\" or four digits stand for the frame number, else it follows the "
                   "name; the extension chooses the format (.exr, .png, .tif, .hdr, .tga, .jpg; .exr when none). "
-                  "Default: renders/<scene name>.exr")
+                  "Default: renders/<scene or object name>.exr")
       ->option_text("NAME");
   auto* refine = app->add_flag("--refine", options->refine, "Take existing refine files of these frames further");
   auto* replace = app->add_flag("--replace", options->replace, "Render the frames afresh over existing refine files");

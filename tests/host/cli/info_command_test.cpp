@@ -404,11 +404,13 @@ TEST_F(InfoWritten, FilesThatCannotBeReadGiveOneMessageAndExitOne) {
   expectFailure(info({"info", (dir_ / "absent.lws").string()}), "absent.lws");
   expectFailure(info({"info", dir_.string()}), dir_.filename().string());
 
-  // A damaged object: the form is cut short.
+  // A damaged object: the file is cut inside its point list, where nothing after can be told.
   std::ifstream in(object(), std::ios::binary);
   std::string bytes((std::istreambuf_iterator<char>(in)), {});
+  const size_t points = bytes.find("PNTS");
+  ASSERT_NE(points, std::string::npos);
   const fs::path cut = dir_ / "cut.lwo";
-  std::ofstream(cut, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size() / 2));
+  std::ofstream(cut, std::ios::binary).write(bytes.data(), std::streamsize(points + 14));
   expectFailure(info({"info", cut.string(), "--json"}), "cut.lwo");
 
   const fs::path text = dir_ / "notes.lws";

@@ -1,11 +1,10 @@
 // Runs `ombrel render` on the real module with small scenes written here.
-#include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -22,7 +21,6 @@
 #include "host/scene/scene.h"
 #include "support/run_program.h"
 
-extern char** environ;
 
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -91,7 +89,8 @@ TEST_F(RenderCommand, HelpNamesTheOptionsAndExitCodes) {
   const auto help = ombrel({"render", "--help"});
   EXPECT_EQ(help.exitCode, 0);
   for (const char* word : {"--frames", "--step", "--stop", "--level", "--classic", "--radiosity", "--rad-strength",
-                           "--rad-bounces", "--output", "####", "--refine", "--replace", "130", "demo"})
+                           "--rad-bounces", "--output", "####", "--refine", "--replace", "--turntable", "--size", "130",
+                           "demo", ".lwo"})
     EXPECT_THAT(help.out, HasSubstr(word)) << word;
 }
 
@@ -112,6 +111,11 @@ TEST_F(RenderCommand, UnusableCommandLinesStopBeforeLoadingAnything) {
       {{"render", scene, "-o", "out/shot.bmp"}, "no image saver writes \".bmp\" files"},
       {{"render", scene, "-o", "out/a@b.exr"}, "may not hold \"@\""},
       {{"render", (dir / "missing.lws").string()}, "no such scene file"},
+      {{"render", scene, "--turntable", "4"}, "--turntable turns the camera around an object file"},
+      {{"render", scene, "--turntable", "0"}, "--turntable"},
+      {{"render", scene, "--turntable", "10001"}, "--turntable"},
+      {{"render", scene, "--size", "640"}, "--size wants WIDTHxHEIGHT"},
+      {{"render", scene, "--size", "0x480"}, "--size wants WIDTHxHEIGHT"},
   };
   for (const Case& c : cases) {
     const auto r = ombrel(c.args);
@@ -193,6 +197,31 @@ TEST_F(RenderCommand, RendersFramesWithRefineFilesAndAsksBeforeTouchingThem) {
   EXPECT_GE(levelOf("shot0002.ombreldat"), 1);
 }
 
+TEST_F(RenderCommand, TheReportListsOnlyTheImagesThisRunWrote) {
+  // The output folder is the scene's, and other files in it change while the frames render:
+  // a log written to and the scene itself saved again.
+  const std::string scene = writeScene(24, 16, 2);
+  std::atomic<bool> done = false;
+  std::thread meddler([&] {
+    while (!done) {
+      std::ofstream(dir / "render.log", std::ios::app) << "a line\n";
+      fs::last_write_time(scene, fs::file_time_type::clock::now());
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+  });
+  const auto r = ombrel({"render", scene, "--level", "1", "-o", (dir / "shot.png").string()});
+  done = true;
+  meddler.join();
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  std::vector<std::string> listed;
+  bool inList = false;
+  for (const std::string& line : testproc::lines(r.out)) {
+    if (line.find("images written:") != std::string::npos) inList = true;
+    else if (inList && line.rfind("  ", 0) == 0) listed.push_back(line.substr(2));
+  }
+  EXPECT_EQ(listed, (std::vector<std::string>{(dir / "shot0001.png").string(), (dir / "shot0002.png").string()}));
+}
+
 TEST_F(RenderCommand, WithoutASceneTheDemoIsRenderedAndClassicKeepsNoRefineFiles) {
   const auto r = ombrel({"render", "--frames", "2", "--level", "1", "--classic", "-o", "out/demo.png"});
   ASSERT_EQ(r.exitCode, 0) << r.err;
@@ -204,20 +233,7 @@ TEST_F(RenderCommand, WithoutASceneTheDemoIsRenderedAndClassicKeepsNoRefineFiles
 
 // Starts the program with its output in files, so signals can be sent to it.
 pid_t spawnOmbrel(const std::vector<std::string>& args, const fs::path& log) {
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, (log.string() + ".out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  posix_spawn_file_actions_addopen(&actions, 2, (log.string() + ".err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  std::vector<std::string> all{OMBREL_PROGRAM};
-  all.insert(all.end(), args.begin(), args.end());
-  std::vector<char*> argv;
-  for (auto& a : all) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  pid_t pid = -1;
-  const int spawned = posix_spawn(&pid, OMBREL_PROGRAM, &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  return spawned == 0 ? pid : -1;
+  return testproc::start(OMBREL_PROGRAM, args, log.string() + ".out", log.string() + ".err");
 }
 
 // The exit code, or -1 for a child that had to be killed or ended by a signal.
