@@ -9,8 +9,16 @@ if(OMBREL_SANITIZE STREQUAL "thread")
 elseif(OMBREL_SANITIZE STREQUAL "address")
   add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
   add_link_options(-fsanitize=address,undefined)
+elseif(OMBREL_SANITIZE STREQUAL "fuzzer")
+  # libFuzzer comes with clang only; the fuzz targets add -fsanitize=fuzzer at their link.
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "The fuzzing build needs clang: -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
+                      -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
 elseif(NOT OMBREL_SANITIZE STREQUAL "")
-  message(FATAL_ERROR "OMBREL_SANITIZE must be empty, 'thread' or 'address'")
+  message(FATAL_ERROR "OMBREL_SANITIZE must be empty, 'thread', 'address' (address + undefined) or 'fuzzer'")
 endif()
 
 # ombrel_module_library(<name> SOURCES ... [DEPENDS ...])
