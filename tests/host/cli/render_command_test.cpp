@@ -15,11 +15,8 @@
 
 #include <gmock/gmock.h>
 
-#include "host/formats/lwo2_writer.h"
-#include "host/formats/lwo_builder.h"
-#include "host/formats/lws_writer.h"
-#include "host/scene/scene.h"
 #include "support/run_program.h"
+#include "support/tiny_scene.h"
 
 
 using ::testing::HasSubstr;
@@ -41,24 +38,9 @@ class RenderCommand : public ::testing::Test {
 
   // A lit box before a camera: `frames` frames of a tiny picture, so a level renders in moments.
   std::string writeScene(int width = 32, int height = 18, int frames = 2) {
-    host::ObjectBuilder b("box.lwo");
-    b.surface("Box").color.value = {0.8, 0.5, 0.2};
-    b.addBox({0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 1.0f}, "Box");
     std::string error;
-    EXPECT_TRUE(host::writeLwo2File(b.finish(), (dir / "box.lwo").string(), error)) << error;
-    host::Scene s;
-    s.firstFrame = 1;
-    s.lastFrame = frames;
-    const int box = s.addItem(host::ItemType::Object, "box");
-    s.item(box).object.path = "box.lwo";
-    s.item(box).setPosition({0.0, 0.0, 3.0});
-    const int light = s.addItem(host::ItemType::Light, "Key");
-    s.item(light).setRotation({0.5, 0.6, 0.0});
-    const int camera = s.addItem(host::ItemType::Camera, "Camera");
-    s.item(camera).camera.width = width;
-    s.item(camera).camera.height = height;
-    const std::string path = (dir / "tiny.lws").string();
-    EXPECT_TRUE(host::writeSceneFile(path, s, error)) << error;
+    const std::string path = testscene::writeTinyBoxScene(dir, width, height, frames, error);
+    EXPECT_NE(path, "") << error;
     return path;
   }
 
@@ -274,11 +256,14 @@ TEST_F(RenderCommand, CtrlCStopsAsTheStopButtonDoesAndASecondQuitsAtOnce) {
   EXPECT_THAT(said, HasSubstr("Stopped after"));
   EXPECT_THAT(complained, HasSubstr("Ctrl-C again"));
 
-  // Two in a row: the program ends at once, whatever the job is doing.
+  // Two in a row: the program ends at once, whatever the job is doing. They are sent once the
+  // job has saved a slice, so that a slow start can't meet them before the program listens.
+  const auto saved = fs::last_write_time(prefix + "0001.ombreldat");
   const pid_t again = spawnOmbrel({"render", scene, "--stop", "endless", "--refine", "-o", prefix + ".exr"},
                                   dir / "log2");
   ASSERT_GT(again, 0);
-  std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+  for (int i = 0; i < 1200 && fs::last_write_time(prefix + "0001.ombreldat") == saved; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
   kill(again, SIGINT);
   kill(again, SIGINT);
   EXPECT_EQ(waitFor(again, 10), 130);

@@ -22,11 +22,8 @@
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
-#include "host/formats/lwo2_writer.h"
-#include "host/formats/lwo_builder.h"
-#include "host/formats/lws_writer.h"
-#include "host/scene/scene.h"
 #include "support/run_program.h"
+#include "support/tiny_scene.h"
 
 
 namespace {
@@ -109,24 +106,9 @@ class RenderKill : public ::testing::Test {
 
   // A lit box before a camera, one tiny frame: a pass takes a few milliseconds.
   std::string writeScene() {
-    host::ObjectBuilder b("box.lwo");
-    b.surface("Box").color.value = {0.8, 0.5, 0.2};
-    b.addBox({0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 1.0f}, "Box");
     std::string error;
-    EXPECT_TRUE(host::writeLwo2File(b.finish(), (dir / "box.lwo").string(), error)) << error;
-    host::Scene s;
-    s.firstFrame = s.lastFrame = 1;
-    const int box = s.addItem(host::ItemType::Object, "box");
-    s.item(box).object.path = "box.lwo";
-    s.item(box).setPosition({0.0, 0.0, 3.0});
-    s.item(box).setRotation({0.6, 0.4, 0.0});
-    const int light = s.addItem(host::ItemType::Light, "Key");
-    s.item(light).setRotation({0.5, 0.6, 0.0});
-    const int camera = s.addItem(host::ItemType::Camera, "Camera");
-    s.item(camera).camera.width = kWidth;
-    s.item(camera).camera.height = kHeight;
-    const std::string path = (dir / "tiny.lws").string();
-    EXPECT_TRUE(host::writeSceneFile(path, s, error)) << error;
+    const std::string path = testscene::writeTinyBoxScene(dir, kWidth, kHeight, 1, error);
+    EXPECT_NE(path, "") << error;
     return path;
   }
 
