@@ -154,17 +154,8 @@ std::string withStrayBrace(const std::string& text) {
   return joined(lines);
 }
 
-std::string withKeyShapeDropped(const std::string& text) {
-  Lines lines = splitAtLf(text);
-  const int at = findWord(lines, "Key");
-  if (at < 0) return {};
-  std::istringstream in(lines[size_t(at)]);
-  std::string key, value, time;
-  in >> key >> value >> time;
-  lines[size_t(at)] = "  Key " + value + " " + time;
-  return joined(lines);
-}
-
+// The first Key line with only its value and time, and a shape with six zeros after them
+// when `shape` is given.
 std::string withKeyShape(const std::string& text, const char* shape) {
   Lines lines = splitAtLf(text);
   const int at = findWord(lines, "Key");
@@ -172,7 +163,7 @@ std::string withKeyShape(const std::string& text, const char* shape) {
   std::istringstream in(lines[size_t(at)]);
   std::string key, value, time;
   in >> key >> value >> time;
-  lines[size_t(at)] = "  Key " + value + " " + time + " " + shape + " 0 0 0 0 0 0";
+  lines[size_t(at)] = "  Key " + value + " " + time + (shape ? std::string(" ") + shape + " 0 0 0 0 0 0" : "");
   return joined(lines);
 }
 
@@ -231,7 +222,8 @@ std::vector<Flaw> flaws() {
       {"too_few_values", "a colour or size line without its last value", L, "too few; the missing ones keep",
        withValueDropped},
       {"extra_values", "FramesPerSecond with two values more", L, "the extra ones were passed over", withExtraValues},
-      {"key_without_shape", "a Key line with only its value and time", L, "Key has no shape", withKeyShapeDropped},
+      {"key_without_shape", "a Key line with only its value and time", L, "Key has no shape",
+       [](const std::string& t) { return withKeyShape(t, nullptr); }},
       {"open_envelope_at_end", "the file ends before an envelope's closing brace", L,
        "the file ends inside the envelope opened here", withOpenEnvelopeAtEnd},
       {"open_block_at_end", "the file ends inside an unread block", L, "the file ends inside the block opened here",
