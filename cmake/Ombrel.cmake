@@ -39,11 +39,12 @@ function(ombrel_host_library name)
   target_link_libraries(host_${name} PUBLIC ombrel_hostapi Threads::Threads ${A_DEPENDS})
 endfunction()
 
-# ombrel_test(<name> SOURCES ... LIBS ... [LABELS ...])
+# ombrel_test(<name> SOURCES ... LIBS ... [LABELS ...] [HEADLESS])
 # One test program; each of its cases becomes a CTest test carrying the labels.
-# Label "tsan" marks the programs that also run under ThreadSanitizer.
+# Label "tsan" marks the programs that also run under ThreadSanitizer. HEADLESS runs the
+# cases with DISPLAY unset, as on a render node with no X server at all.
 function(ombrel_test name)
-  cmake_parse_arguments(A "" "" "SOURCES;LIBS;LABELS" ${ARGN})
+  cmake_parse_arguments(A "HEADLESS" "" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(${name} ${A_SOURCES})
   target_link_libraries(${name} PRIVATE ${A_LIBS} GTest::gtest GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
@@ -51,6 +52,9 @@ function(ombrel_test name)
   set(properties TIMEOUT 600)
   if(A_LABELS)
     list(APPEND properties LABELS "${A_LABELS}")
+  endif()
+  if(A_HEADLESS)
+    list(APPEND properties ENVIRONMENT_MODIFICATION "DISPLAY=unset:")
   endif()
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST

@@ -43,13 +43,30 @@ typedef const char *LWDirInfoFunc(const char *kind);
 #define LWFTYPE_PLUGINS "Plug-ins"
 #define LWFTYPE_INSTALL "Install"
 
-/* "Host Display Info": the host's main window, to parent a server's own windows, and the
- * display it is on. Under X the display is a Display pointer and the window an X window id. */
+/* "Host Display Info": the host's main window, to parent a server's own windows, the
+ * display it is on, and the colours of the host's interface, so that a server's panels look
+ * like the host's. Under X the display is a Display pointer and the window an X window id
+ * (0 when the host has no window of its own). Colours are 0xRRGGBB, in the order below. */
 #define LWHOSTDISPLAYINFO_GLOBAL "Host Display Info"
+
+#define LWHOSTCOLOUR_BACKGROUND 0
+#define LWHOSTCOLOUR_FACE 1
+#define LWHOSTCOLOUR_LIGHT 2
+#define LWHOSTCOLOUR_SHADOW 3
+#define LWHOSTCOLOUR_DARK 4
+#define LWHOSTCOLOUR_TEXT 5
+#define LWHOSTCOLOUR_TEXTDISABLED 6
+#define LWHOSTCOLOUR_HIGHLIGHT 7
+#define LWHOSTCOLOUR_HIGHLIGHTTEXT 8
+#define LWHOSTCOLOUR_EDIT 9
+#define LWHOSTCOLOUR_INSET 10
+#define LWHOSTCOLOUR_COUNT 11
 
 typedef struct st_HostDisplayInfo {
   void *xsys;
   unsigned long window;
+  int colourCount;
+  const unsigned int *colours;
 } HostDisplayInfo;
 
 /* "Product Info": the global's value is the word itself, not a table. */

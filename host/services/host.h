@@ -5,6 +5,7 @@
 // The global function carries no context, so exactly one Host is current at a time: the
 // newest one made, or the one last made current. Every service function reaches its data
 // through Host::current().
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <functional>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include <lwgeneric.h>
+#include <lwhost.h>
 #include <lwserver.h>
 #include <lwtypes.h>
 
@@ -47,6 +49,21 @@ struct HostSettings {
   // "Host Display Info": the display and window to parent windows to; null and 0 headless.
   void* display = nullptr;
   unsigned long window = 0;
+  // The colours of the host's interface, 0xRRGGBB in the order of LWHOSTCOLOUR_*: Layout's
+  // mid greys, a warm highlight that reads well with black text on it.
+  std::array<unsigned, LWHOSTCOLOUR_COUNT> colours{
+      0x8A8A8A,  // background
+      0xA2A2A2,  // face
+      0xD0D0D0,  // light
+      0x686868,  // shadow
+      0x303030,  // dark
+      0x000000,  // text
+      0x585858,  // disabled text
+      0xE6BE48,  // highlight
+      0x000000,  // highlight text
+      0xC6C6C6,  // edit field
+      0x7C7C7C,  // inset
+  };
 };
 
 struct HostMessage {

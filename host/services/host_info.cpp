@@ -221,6 +221,9 @@ void registerHostInfo(Host& host) {
   s.add(LWHOSTDISPLAYINFO_GLOBAL, [&host, &t](int) -> void* {
     if (t.display.xsys != host.settings().display) t.display.xsys = host.settings().display;
     if (t.display.window != host.settings().window) t.display.window = host.settings().window;
+    // The table itself lives in the settings, so a change there is what the next panel sees.
+    t.display.colourCount = int(host.settings().colours.size());
+    t.display.colours = host.settings().colours.data();
     return &t.display;
   });
 }

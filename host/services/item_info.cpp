@@ -2,6 +2,10 @@
 // and where they are at a time.
 #include <lwrender.h>
 
+#include <map>
+#include <mutex>
+#include <string>
+
 #include "host/scene/transform.h"
 #include "host/services/host.h"
 #include "host/services/scene_ids.h"
@@ -98,10 +102,33 @@ LWItemType type(LWItemID id) {
   return it ? LWItemType(it->type) : LWItemType(-1);
 }
 
+// Names as Layout shows them: the second item of a type with a name already taken bears
+// " (2)" behind it, the third " (3)", so that clones can be told apart and found again. The
+// texts are kept per item so that a name handed out stays valid while it does not change.
+struct ShownNames {
+  std::mutex mutex;
+  std::map<LWItemID, std::string> names;
+};
+
 const char* name(LWItemID id) {
-  Scene* s = scene();
-  const Item* it = s ? itemOf(*s, id) : nullptr;
-  return it ? it->name.c_str() : nullptr;
+  Host* h = Host::current();
+  Scene* s = h ? &h->scene() : nullptr;
+  const int index = s ? itemIndexOf(*s, id) : -1;
+  if (index < 0) return nullptr;
+  const Item& it = s->items[size_t(index)];
+  int copy = 1;
+  for (int i = 0; i < index; ++i) {
+    const Item& other = s->items[size_t(i)];
+    if (other.type == it.type && other.name == it.name &&
+        (it.type != ItemType::Bone || other.bone.objectIndex == it.bone.objectIndex))
+      ++copy;
+  }
+  std::string shown = copy > 1 ? it.name + " (" + std::to_string(copy) + ")" : it.name;
+  ShownNames& names = h->state<ShownNames>();
+  std::lock_guard<std::mutex> hold(names.mutex);
+  std::string& kept = names.names[id];
+  if (kept != shown) kept = std::move(shown);
+  return kept.c_str();
 }
 
 bool paramOf(LWItemParam p, ItemParam& out) {

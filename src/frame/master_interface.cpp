@@ -6,6 +6,7 @@
 #include "frame/master_instance.h"
 #include "frame/servers.h"
 #include "runtime/global_services.h"
+#include "toolkit/panel.h"
 
 int activateMasterInterface(int, GlobalFunc*, void* local, void*) {
   if (frameLoadFailed) return AFUNC_BADAPP_SILENT;
@@ -15,6 +16,9 @@ int activateMasterInterface(int, GlobalFunc*, void* local, void*) {
     return kMasterNoLocalData;
   }
   auto* master = static_cast<MasterInstance*>(local);
-  if (frameHooks.masterPanelRun && frameHooks.masterPanelRun(master) > 0) return kMasterPanelClosed;
+  const int result = frameHooks.masterPanelRun ? frameHooks.masterPanelRun(master) : 0;
+  // A panel that cannot open (no thread, no memory) answers below 0.
+  if (result < 0) showError(globalServices.messages, kPanelErrorStartingGui, nullptr);
+  if (result > 0) return kMasterPanelClosed;
   return AFUNC_OK;
 }

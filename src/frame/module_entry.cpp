@@ -3,6 +3,7 @@
 #include <lwmodule.h>
 
 #include "frame/servers.h"
+#include "platform/window.h"
 #include "rayengine/ray_engine.h"
 #include "runtime/module_load.h"
 
@@ -21,6 +22,8 @@ __attribute__((constructor)) void moduleLoad() {
   frameLoadFailed = runtimeLoad() == 0;
   // The capture calls the ray engine through a table, since it sits below it; fill it once.
   if (!frameLoadFailed) rayEngineInstall();
+  // Panels run on threads of their own, each with its own X connection.
+  windowSystemInit();
 }
 
 __attribute__((destructor)) void moduleUnload() {

@@ -138,3 +138,18 @@ bool messagePeek(ThreadMessage* out, bool remove, uint32_t first, uint32_t last)
   if (q.released) return false;
   return take(q, out, remove, first, last);
 }
+
+bool threadCallPost(ThreadQueueId thread, void (*call)(void* data), void* data) {
+  if (!call) return false;
+  return messagePost(thread, {kThreadCallMessage, reinterpret_cast<uintptr_t>(call), reinterpret_cast<intptr_t>(data)});
+}
+
+int threadCallsRun() {
+  int ran = 0;
+  ThreadMessage message;
+  while (messagePeek(&message, true, kThreadCallMessage, kThreadCallMessage)) {
+    reinterpret_cast<void (*)(void*)>(message.wParam)(reinterpret_cast<void*>(message.lParam));
+    ++ran;
+  }
+  return ran;
+}

@@ -32,3 +32,12 @@ bool messagePost(ThreadQueueId thread, const ThreadMessage& msg);  // false: no 
 // in order; first = last = 0 takes any message.
 bool messageGet(ThreadMessage* out, uint32_t first = 0, uint32_t last = 0);  // waits
 bool messagePeek(ThreadMessage* out, bool remove, uint32_t first = 0, uint32_t last = 0);
+
+// A call to run on another thread: posted as a message that the thread's pump recognises
+// (a modal panel's pump on the host's thread, for one). The message's wParam is the
+// function and its lParam the data.
+inline constexpr uint32_t kThreadCallMessage = 0x7FF0;
+bool threadCallPost(ThreadQueueId thread, void (*call)(void* data), void* data);
+// Runs every call waiting in this thread's queue, in order; other messages stay queued.
+// Gives how many ran.
+int threadCallsRun();

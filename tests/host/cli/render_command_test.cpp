@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -118,6 +119,8 @@ TEST_F(RenderCommand, AModuleWithoutTheBatchEntrySaysSo) {
 #endif
 
 TEST_F(RenderCommand, RendersFramesWithRefineFilesAndAsksBeforeTouchingThem) {
+  // As on a render node: no X server at all (the module's panels then run without windows).
+  ASSERT_EQ(std::getenv("DISPLAY"), nullptr);
   const std::string scene = writeScene(32, 18, 2);
   const auto first = ombrel({"render", scene, "--level", "1", "-o", "out/shot.png"});
   ASSERT_EQ(first.exitCode, 0) << first.err << first.out;

@@ -9,7 +9,8 @@ ombrel_test(ombrel_render_tests
     ${CMAKE_CURRENT_LIST_DIR}/render_question_test.cpp
     ${CMAKE_CURRENT_LIST_DIR}/render_refine_test.cpp
   LIBS host_services host_formats host_scene ombrel_test_process ombrel_test_scenes
-  LABELS host)
+  LABELS host
+  HEADLESS)
 target_compile_definitions(ombrel_render_tests PRIVATE OMBREL_PROGRAM="$<TARGET_FILE:ombrel>"
   # A module that loads but has no batch render entry.
   OMBREL_MODULE_WITHOUT_BATCH="$<TARGET_FILE:fixture_module_good>")

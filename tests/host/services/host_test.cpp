@@ -168,6 +168,10 @@ TEST(Requesters, AFileRequestTakesTheGivenPathOrIsCancelled) {
   EXPECT_EQ(c[1], 0.2f);
   auto* display = static_cast<HostDisplayInfo*>(look("Host Display Info"));
   EXPECT_EQ(display->window, 0u);
+  ASSERT_EQ(display->colourCount, LWHOSTCOLOUR_COUNT);
+  EXPECT_NE(display->colours[LWHOSTCOLOUR_TEXT], display->colours[LWHOSTCOLOUR_BACKGROUND]);
+  h.settings().colours[LWHOSTCOLOUR_HIGHLIGHT] = 0x123456;  // the host's state, not a copy
+  EXPECT_EQ(static_cast<HostDisplayInfo*>(look("Host Display Info"))->colours[LWHOSTCOLOUR_HIGHLIGHT], 0x123456u);
 }
 
 TEST(Envelopes, ModelEnvelopesEvaluateAndPluginEnvelopesKeepTheirKeys) {
