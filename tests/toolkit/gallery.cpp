@@ -88,6 +88,7 @@ Gallery* galleryCreate(const char* title) {
   g->list = listBoxCreate("LIST", 300, 30, p, 208, 120);
   setText(g->list->label, sizeof g->list->label, "");
   g->list->onChange = logEvent;
+  g->list->columnWidths[0] = 110;
   if (listBoxSetRows(g->list, 6)) {
     const char* names[] = {"Ball", "Floor", "Ball (2)", "Key Light", "Fill Light", "Camera"};
     const char* kinds2[] = {"Object", "Object", "Object", "Light", "Light", "Camera"};

@@ -33,13 +33,14 @@ class Items : public ::testing::Test {
     };
     boxLid = add(ItemType::Object, "box lid");  // before "box": must never be taken for it
     box = add(ItemType::Object, "box");
-    box2 = add(ItemType::Object, "box (2)");
-    boxAgain = add(ItemType::Object, "box");  // loaded twice, no mark: told apart by place
+    // Loaded three times: the host marks the clones "box (2)" and "box (3)", as Layout does.
+    box2 = add(ItemType::Object, "box");
+    boxAgain = add(ItemType::Object, "box");
     crate = add(ItemType::Object, "crate");
     rig = add(ItemType::Object, "rig");
-    rig2 = add(ItemType::Object, "rig (2)");
+    rig2 = add(ItemType::Object, "rig");
     light = add(ItemType::Light, "Light");
-    light2 = add(ItemType::Light, "Light (2)");
+    light2 = add(ItemType::Light, "Light");
     add(ItemType::Camera, "Camera");
     for (int object : {rig, rig2}) {
       const int root = add(ItemType::Bone, "root", object);
@@ -117,8 +118,8 @@ TEST_F(Items, NamesWithCopyMarksFindTheirOwnCopy) {
   }
   ItemName again{};
   ItemName_FromItem(&again, id(boxAgain));
-  EXPECT_EQ(again.copyNumber, 1);
-  EXPECT_EQ(again.ordinal, 2);
+  EXPECT_EQ(again.copyNumber, 3);
+  EXPECT_EQ(again.ordinal, 1);
 
   ItemName n = named(LWI_OBJECT, "box (2)");
   n.copyNumber = itemCopyNumber(n.name);
@@ -131,7 +132,7 @@ TEST_F(Items, NamesWithCopyMarksFindTheirOwnCopy) {
   EXPECT_EQ(ItemName_Find(&n, nullptr), id(crate));
   n = named(LWI_LIGHT, "box");  // names are looked up within their type
   EXPECT_EQ(ItemName_Find(&n, nullptr), nullptr);
-  n = named(LWI_OBJECT, "box", 3);
+  n = named(LWI_OBJECT, "box", 4);
   EXPECT_EQ(ItemName_Find(&n, nullptr), nullptr);
 
   ItemName bone = named(LWI_BONE, "arm"), object = named(LWI_BONE, "rig (2)", 2);
@@ -154,11 +155,11 @@ TEST_F(Items, AChooserSavesNamesAndFindsThemAgainInAScene) {
   EXPECT_EQ(saved(chooser), "");  // nothing chosen: no block at all
   const LWItemID picks[] = {id(boxAgain), id(light2), id(arm2)};
   ASSERT_TRUE(itemChooserSet(chooser, picks, 3));
-  EXPECT_EQ(shown(chooser), "1: box, 2: Light (2), 3: Bone \"arm\" of rig (2)");
+  EXPECT_EQ(shown(chooser), "1: box (3), 2: Light (2), 3: Bone \"arm\" of rig (2)");
   const std::string text = saved(chooser);
   EXPECT_EQ(text,
             " BEGIN ITEM CHOSEN\r\n"
-            "  OBJECT 1 2 3 @box\r\n"
+            "  OBJECT 3 1 7 @box (3)\r\n"
             "  LIGHT 2 1 9 @Light (2)\r\n"
             "  PARENT 2 1 7 @rig (2)\r\n"
             "  BONE 1 1 3 @arm\r\n"
@@ -230,7 +231,7 @@ TEST_F(Items, SelectItemListsByTypeAndOrderAndGivesBackWhatWasPicked) {
   selectItemShow(select, LWI_OBJECT);
   select->sort->selection = kSelectItemOrderName;
   select->sort->onChange(select->sort);
-  EXPECT_EQ(rows(), (std::vector<std::string>{"box", "box", "box (2)", "box lid", "crate", "rig", "rig (2)"}));
+  EXPECT_EQ(rows(), (std::vector<std::string>{"box", "box (2)", "box (3)", "box lid", "crate", "rig", "rig (2)"}));
 
   // Picks of the other types stand while objects are shown.
   selectItemGiveBack(select);

@@ -14,6 +14,7 @@
 #include "host/services/host.h"
 #include "runtime/global_services.h"
 #include "runtime/module_load.h"
+#include "support/test_host.h"
 #include "toolkit/instance_text.h"
 #include "toolkit/panel.h"
 
@@ -236,6 +237,29 @@ TEST_F(PanelTest, InstanceSaveRefusesWhatIsNotAPanelWithAVersion) {
   EXPECT_EQ(PanelInstanceSave(panel, &writer.state), nullptr);
   EXPECT_NE(writer.text.find("VERSION 2.5\r\n"), std::string::npos);
   PanelDestroy(panel);
+}
+
+TEST(PanelFailures, WithoutTheHostsDisplayInfoThePanelsThreadEndsWithItsMessage) {
+  struct Case {
+    bool leaveOut;
+    const char* first;
+  };
+  for (const Case& c : {Case{true, "Error B: Cannot open Lightwave's Display Info"},
+                        Case{false, "Error C: LightWave's Display Info is incorrect!"}}) {
+    testhost::TestHost host;
+    HostDisplayInfo noColours{};  // a record with no colour table
+    if (c.leaveOut) host.leaveOut(LWHOSTDISPLAYINFO_GLOBAL);
+    else host.answer(LWHOSTDISPLAYINFO_GLOBAL, &noColours);
+    globalServices = {};
+    ASSERT_EQ(serverStart(host.global()), 0);
+    Panel* panel = PanelCreate("Broken", nullptr, 11);
+    EXPECT_EQ(PanelOpen(panel, nullptr), kPanelResultCancel);  // returns: nothing waits for a window
+    ASSERT_FALSE(host.messages.empty());
+    EXPECT_EQ(host.messages.back().first, c.first);
+    EXPECT_EQ(host.messages.back().second, "Try freeing RAM, or restarting LightWave?");
+    PanelDestroy(panel);
+    globalServices = {};
+  }
 }
 
 }  // namespace
