@@ -55,16 +55,25 @@ WindowRect thumbArea(const ListBoxControl* list) {
   return {bar.left, top, bar.right, top + size};
 }
 
-// Column widths: those the owner set, and the room left shared by the columns left at 0.
+bool columnUsed(const ListBoxControl* list, int32_t column) {
+  for (int32_t r = 0; r < list->rowCount; ++r)
+    if (list->rows[r].columns[column][0]) return true;
+  return false;
+}
+
+// Column widths: those the owner set, and the room left shared by the columns left at 0
+// that hold any text, so that empty columns take no room from the others.
 void columnWidths(const ListBoxControl* list, int32_t room, int32_t* out) {
   int32_t open = 0;
+  bool used[kListColumns];
   for (int32_t c = 0; c < kListColumns; ++c) {
     out[c] = std::max(list->columnWidths[c], 0);
+    used[c] = out[c] > 0 || columnUsed(list, c);
     room -= out[c];
-    open += out[c] == 0;
+    open += out[c] == 0 && used[c];
   }
   for (int32_t c = 0; c < kListColumns; ++c)
-    if (out[c] == 0 && open) out[c] = std::max(room, 0) / open;
+    if (out[c] == 0 && used[c] && open) out[c] = std::max(room, 0) / open;
 }
 
 void listLayout(ListBoxControl* list) {
