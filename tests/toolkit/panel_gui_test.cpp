@@ -84,9 +84,30 @@ class GuiTest : public ::testing::Test {
     int ox = 0, oy = 0;
     auto origin = testx::windowOrigin(panelXWindow(panel), &ox, &oy);
     if (!origin) return origin;
-    const PanelControlHead* head = controlHead(control);
-    const int x = dx >= 0 ? head->left + dx : (head->left + head->right) / 2;
-    return testx::click(ox + x, oy + (head->top + head->bottom) / 2, 1, held);
+    WindowRect area{};
+    if (!areaOf(panel, control, &area)) return ::testing::AssertionFailure() << "the panel did not answer";
+    const int x = dx >= 0 ? area.left + dx : (area.left + area.right) / 2;
+    return testx::click(ox + x, oy + (area.top + area.bottom) / 2, 1, held);
+  }
+
+  // Where a control is drawn, as the panel's own thread sees it: controls belong to that
+  // thread, so the test asks it instead of reading them while it may be laying them out.
+  static bool areaOf(Panel* panel, PanelControl* control, WindowRect* out) {
+    struct Ask {
+      PanelControl* control;
+      WindowRect area;
+      std::atomic<bool> done{false};
+    } ask{control, {}};
+    auto answer = [](void* data) {
+      auto* a = static_cast<Ask*>(data);
+      const PanelControlHead* head = controlHead(a->control);
+      a->area = {head->left, head->top, head->right, head->bottom};
+      a->done = true;
+    };
+    if (!panelPost(panel, answer, &ask)) return false;
+    if (!eventually([&] { return ask.done.load(); })) return false;
+    *out = ask.area;
+    return true;
   }
 
   static bool closeAndWait(Panel* panel) {
