@@ -13,6 +13,7 @@
 #include "platform/window.h"
 #include "runtime/global_services.h"
 #include "runtime/module_load.h"
+#include "support/eventually.h"
 #include "support/run_program.h"
 #include "support/x_server.h"
 #include "toolkit/instance_text.h"
@@ -33,14 +34,7 @@ class GuiEnvironment : public testx::XServerEnvironment {
 };
 [[maybe_unused]] auto* const environment = ::testing::AddGlobalTestEnvironment(new GuiEnvironment);
 
-template <class F>
-bool eventually(F condition, int milliseconds = 10000) {
-  for (int waited = 0; waited < milliseconds; waited += 10) {
-    if (condition()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return condition();
-}
+using testwait::eventually;
 
 std::atomic<int> closes{0};
 int32_t countClose(Panel*) {

@@ -14,6 +14,7 @@
 #include "host/services/host.h"
 #include "runtime/global_services.h"
 #include "runtime/module_load.h"
+#include "support/eventually.h"
 #include "support/test_host.h"
 #include "toolkit/instance_text.h"
 #include "toolkit/panel.h"
@@ -83,14 +84,7 @@ int32_t countClose(Panel*) {
   return 0;
 }
 
-template <class F>
-bool eventually(F condition, int milliseconds = 5000) {
-  for (int waited = 0; waited < milliseconds; waited += 10) {
-    if (condition()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return condition();
-}
+using testwait::eventually;
 
 class PanelTest : public ::testing::Test {
  protected:
