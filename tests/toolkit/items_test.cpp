@@ -16,6 +16,7 @@
 #include "toolkit/instance_text.h"
 #include "toolkit/item_chooser.h"
 #include "toolkit/select_item.h"
+#include "support/started_host.h"
 
 namespace {
 
@@ -49,18 +50,12 @@ class Items : public ::testing::Test {
       (object == rig ? arm1 : arm2) = arm;
     }
     stray = add(ItemType::Bone, "stray");  // of no object
-    host::HostSettings settings;
-    settings.messagesToStderr = false;
-    host_ = std::make_unique<host::Host>(std::move(s), settings);
-    globalServices = {};
-    ASSERT_EQ(serverStart(host::Host::globalFunction()), 0);
+    host_ = std::make_unique<testhost::StartedHost>(std::move(s));
+    ASSERT_TRUE(host_->started());
   }
-  void TearDown() override {
-    globalServices = {};
-    host_.reset();
-  }
+  void TearDown() override { host_.reset(); }
 
-  LWItemID id(int index) const { return host::itemIdAt(host_->scene(), index); }
+  LWItemID id(int index) const { return host::itemIdAt(host_->host().scene(), index); }
 
   ItemName named(int32_t type, const char* name, int32_t copyNumber = 1, int32_t ordinal = 1) const {
     ItemName n{nullptr, type, copyNumber, ordinal, {}};
@@ -74,7 +69,7 @@ class Items : public ::testing::Test {
     return out;
   }
 
-  std::unique_ptr<host::Host> host_;
+  std::unique_ptr<testhost::StartedHost> host_;
   int boxLid = 0, box = 0, box2 = 0, boxAgain = 0, crate = 0, rig = 0, rig2 = 0, light = 0, light2 = 0;
   int arm1 = 0, arm2 = 0, stray = 0;
 };
@@ -114,7 +109,7 @@ TEST_F(Items, NamesWithCopyMarksFindTheirOwnCopy) {
     ItemName_FromItem(&name, id(index));
     ItemName_FromItem(&object, itemBoneObject(id(index)));
     name.item = nullptr;
-    EXPECT_EQ(ItemName_Find(&name, &object), id(index)) << host_->scene().items[size_t(index)].name;
+    EXPECT_EQ(ItemName_Find(&name, &object), id(index)) << host_->host().scene().items[size_t(index)].name;
   }
   ItemName again{};
   ItemName_FromItem(&again, id(boxAgain));
@@ -186,7 +181,7 @@ TEST_F(Items, AChooserFollowsRenumberingAndDeletion) {
   const LWItemID picks[] = {id(box2), id(light), id(arm1), id(arm2)};
   ASSERT_TRUE(itemChooserSet(chooser, picks, 4));
   // box (2) is renumbered, the light deleted, and the object of the second arm deleted.
-  host_->scene().items[size_t(box2)].id += 0x100;
+  host_->host().scene().items[size_t(box2)].id += 0x100;
   const LWItemID table[] = {picks[0], id(box2), picks[1], nullptr, id(rig2), nullptr, nullptr};
   controlHead(chooser)->ops.changeItems(chooser, table);
   EXPECT_EQ(itemChooserItem(chooser, 0), id(box2));

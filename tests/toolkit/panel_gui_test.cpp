@@ -14,6 +14,7 @@
 #include "runtime/global_services.h"
 #include "runtime/module_load.h"
 #include "support/eventually.h"
+#include "support/started_host.h"
 #include "support/run_program.h"
 #include "support/x_server.h"
 #include "toolkit/instance_text.h"
@@ -45,17 +46,11 @@ int32_t countClose(Panel*) {
 class GuiTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    host::HostSettings settings;
-    settings.messagesToStderr = false;
-    host_ = std::make_unique<host::Host>(gallery::galleryScene(), settings);
-    globalServices = {};
-    ASSERT_EQ(serverStart(host::Host::globalFunction()), 0);
+    host_ = std::make_unique<testhost::StartedHost>(gallery::galleryScene());
+    ASSERT_TRUE(host_->started());
     closes = 0;
   }
-  void TearDown() override {
-    globalServices = {};
-    host_.reset();
-  }
+  void TearDown() override { host_.reset(); }
 
   // Opens a gallery without holding the test, and waits for its window.
   gallery::Gallery* openGallery() {
@@ -109,7 +104,7 @@ class GuiTest : public ::testing::Test {
     return eventually([&] { return panel->isOpen == 0; });
   }
 
-  std::unique_ptr<host::Host> host_;
+  std::unique_ptr<testhost::StartedHost> host_;
 };
 
 bool waitForEvent(gallery::Gallery* g, const std::string& control, gallery::Event* out) {
@@ -222,7 +217,7 @@ TEST_F(GuiTest, TwoOpenPanelsAndTheHostsThreadStayApart) {
     ASSERT_TRUE(clickOn(b->panel, b->button));
     ASSERT_TRUE(waitForEvent(a, "BUTTON", &e));
     ASSERT_TRUE(waitForEvent(b, "BUTTON", &e));
-    host_->evaluate("GoToFrame 3");  // the host's thread at work meanwhile
+    host_->host().evaluate("GoToFrame 3");  // the host's thread at work meanwhile
   }
   ASSERT_TRUE(closeAndWait(a->panel));
   ASSERT_TRUE(closeAndWait(b->panel));

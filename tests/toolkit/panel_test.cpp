@@ -15,6 +15,7 @@
 #include "runtime/global_services.h"
 #include "runtime/module_load.h"
 #include "support/eventually.h"
+#include "support/started_host.h"
 #include "support/test_host.h"
 #include "toolkit/instance_text.h"
 #include "toolkit/panel.h"
@@ -89,18 +90,12 @@ using testwait::eventually;
 class PanelTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    host::HostSettings settings;
-    settings.messagesToStderr = false;
-    host_ = std::make_unique<host::Host>(host::Scene{}, settings);
-    globalServices = {};
-    ASSERT_EQ(serverStart(host::Host::globalFunction()), 0);
+    host_ = std::make_unique<testhost::StartedHost>(host::Scene{});
+    ASSERT_TRUE(host_->started());
     closes = 0;
   }
-  void TearDown() override {
-    globalServices = {};
-    host_.reset();
-  }
-  std::unique_ptr<host::Host> host_;
+  void TearDown() override { host_.reset(); }
+  std::unique_ptr<testhost::StartedHost> host_;
 };
 
 TEST_F(PanelTest, AModalPanelHoldsItsCallerUntilItClosesAndGivesItsResult) {
@@ -174,7 +169,7 @@ TEST_F(PanelTest, CopyWalksTheSavedControlsInStep) {
 
 TEST_F(PanelTest, SettingsGoToAFileInCrLfLinesAndComeBack) {
   const auto path = std::filesystem::temp_directory_path() / "ombrel_panel_settings.txt";
-  host_->settings().fileRequestAnswer = path.string();
+  host_->host().settings().fileRequestAnswer = path.string();
   Panel* panel = PanelCreate("Settings", nullptr, 6);
   panel->options |= kPanelSaveLoad;
   addCounter(panel, "RATE", 0.25);
@@ -192,7 +187,7 @@ TEST_F(PanelTest, SettingsGoToAFileInCrLfLinesAndComeBack) {
   std::filesystem::remove(path);
 
   // The host's request was cancelled: nothing is read, nothing changes.
-  host_->settings().fileRequestAnswer.clear();
+  host_->host().settings().fileRequestAnswer.clear();
   rate->value = 9.0;
   panelLoadSettings(other, 0);
   EXPECT_EQ(rate->value, 9.0);
