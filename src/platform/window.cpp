@@ -342,7 +342,10 @@ void createXWindow(PlatformWindow* window, const WindowConfig& config) {
 
 WindowConnection::~WindowConnection() {
   windowFontsRelease(this);
-  if (display) XCloseDisplay(display);
+  if (display) {
+    std::lock_guard<std::mutex> hold(windowXftMutex());
+    XCloseDisplay(display);
+  }
 }
 
 void windowSystemInit() {

@@ -73,6 +73,7 @@ int32_t estimatedHeight(WindowFont font) {
 
 XftFont* fontOf(WindowConnection& c, WindowFont font) {
   const int index = font == kFontSmall ? 1 : 0;
+  std::lock_guard<std::mutex> hold(windowXftMutex());
   if (!c.fonts[index])
     c.fonts[index] = XftFontOpen(c.display, c.screen, XFT_FAMILY, XftTypeString, kFontFamily, XFT_PIXEL_SIZE,
                                  XftTypeDouble, static_cast<double>(pixelsOf(font)), XFT_WEIGHT, XftTypeInteger,
@@ -151,16 +152,24 @@ bool ensureBuffer(PlatformWindow* window) {
   window->buffer = fresh;
   window->bufferWidth = window->width;
   window->bufferHeight = window->height;
-  if (window->draw)
-    XftDrawChange(window->draw, fresh);
-  else
-    window->draw = XftDrawCreate(c.display, fresh, c.visual, c.colormap);
+  {
+    std::lock_guard<std::mutex> hold(windowXftMutex());
+    if (window->draw)
+      XftDrawChange(window->draw, fresh);
+    else
+      window->draw = XftDrawCreate(c.display, fresh, c.visual, c.colormap);
+  }
   applyClip(window);
   if (window->drawn) window->dirty = windowRectIntersect(window->dirty, bufferRect(window));
   return true;
 }
 
 }  // namespace
+
+std::mutex& windowXftMutex() {
+  static std::mutex xft;
+  return xft;
+}
 
 void windowUtf8Append(std::string* text, uint32_t code) {
   if (code < 0x80) {
@@ -183,7 +192,10 @@ void windowUtf8Append(std::string* text, uint32_t code) {
 void windowDrawRelease(PlatformWindow* window) {
   WindowConnection* c = window->connection.get();
   if (!c || c->broken) return;
-  if (window->draw) XftDrawDestroy(window->draw);
+  if (window->draw) {
+    std::lock_guard<std::mutex> hold(windowXftMutex());
+    XftDrawDestroy(window->draw);
+  }
   if (window->buffer) XFreePixmap(c->display, window->buffer);
   if (window->gc) XFreeGC(c->display, window->gc);
   if (window->copyGc) XFreeGC(c->display, window->copyGc);
@@ -193,6 +205,7 @@ void windowDrawRelease(PlatformWindow* window) {
 }
 
 void windowFontsRelease(WindowConnection* connection) {
+  std::lock_guard<std::mutex> hold(windowXftMutex());
   for (XftFont*& font : connection->fonts) {
     if (font && !connection->broken) XftFontClose(connection->display, font);
     font = nullptr;
@@ -243,6 +256,7 @@ void windowText(PlatformWindow* window, WindowFont font, int32_t x, int32_t y, c
   if (windowRectEmpty(area)) return;
   const std::string utf8 = utf8Of(text);
   XRectangle r = xRectOf(area);
+  std::unique_lock<std::mutex> hold(windowXftMutex());
   XftDrawSetClipRectangles(window->draw, 0, 0, &r, 1);
   XftColor xftColour{};
   xftColour.pixel = pixelOf(c, colour);
@@ -256,6 +270,7 @@ void windowText(PlatformWindow* window, WindowFont font, int32_t x, int32_t y, c
   XGlyphInfo extents{};
   XftTextExtentsUtf8(c.display, face, reinterpret_cast<const FcChar8*>(utf8.data()), static_cast<int>(utf8.size()),
                      &extents);
+  hold.unlock();
   const int32_t right = x + std::max<int32_t>(extents.xOff, extents.width - extents.x);
   markDrawn(window, windowRectIntersect(area, {x, y, right, y + face->ascent + face->descent}));
 }
@@ -303,6 +318,7 @@ int32_t windowTextWidth(PlatformWindow* window, WindowFont font, const char* tex
   XftFont* face = windowDrawable(window) ? fontOf(*window->connection, font) : nullptr;
   if (!face) return estimatedWidth(font, utf8);
   XGlyphInfo extents{};
+  std::lock_guard<std::mutex> hold(windowXftMutex());
   XftTextExtentsUtf8(window->connection->display, face, reinterpret_cast<const FcChar8*>(utf8.data()),
                      static_cast<int>(utf8.size()), &extents);
   return extents.xOff;
