@@ -132,6 +132,28 @@ const char* itemHostName(LWItemID item) {
   }
 }
 
+bool itemParam(LWItemID item, int32_t param, double time, double out[3]) {
+  out[0] = out[1] = out[2] = 0.0;
+  const LWItemInfo* info = items();
+  if (!info || !info->param || !item) return false;
+  try {
+    info->param(item, param, time, out);
+    return true;
+  } catch (...) {
+    out[0] = out[1] = out[2] = 0.0;
+    return false;
+  }
+}
+
+const LWSceneInfo* itemSceneInfo() {
+  if (!globalServices.hostGlobal) return nullptr;
+  try {
+    return static_cast<const LWSceneInfo*>(globalServices.hostGlobal(LWSCENEINFO_GLOBAL, GFUSE_TRANSIENT));
+  } catch (...) {
+    return nullptr;
+  }
+}
+
 LWItemID itemBoneObject(LWItemID bone) {
   const LWItemInfo* info = items();
   if (!info || !bone) return nullptr;

@@ -45,6 +45,11 @@ const char* itemHostName(LWItemID item);
 LWItemID itemBoneObject(LWItemID bone);
 // How many items of a type the host has; bones are counted over every object.
 long itemCount(int32_t type);
+// A vector parameter of the item at `time` (LWIP_W_POSITION, LWIP_SCALING ...); false, with
+// `out` zero, when the host can't tell.
+bool itemParam(LWItemID item, int32_t param, double time, double out[3]);
+// The host's scene record as it stands now (frame range, frames per second), or null.
+const LWSceneInfo* itemSceneInfo();
 
 // ---- Names ----
 

@@ -14,6 +14,7 @@
 #include "platform/message_queue.h"
 #include "platform/thread.h"
 #include "runtime/global_services.h"
+#include "toolkit/edit_field.h"
 #include "toolkit/panel_frame.h"
 
 struct PanelThread {
@@ -93,6 +94,7 @@ void keepGeometry(Panel* panel) {
 void closeOnThread(Panel* panel) {
   if (panel->thread->closing) return;
   keepGeometry(panel);
+  panelSetKeyboard(panel, nullptr);  // a field being edited is taken before the panel goes
   if (panel->onClose) panel->onClose(panel);
   panel->thread->closing = true;
 }
@@ -147,6 +149,22 @@ void dispatch(Panel* panel, const WindowMessage& message) {
       // The host has no window of its own to take the function row, so those keys end here
       // unless the panel keeps them.
       if (windowKeyIsFunction(message.key) && !panel->keepsFunctionKeys) break;
+      if (panel->keyboard && EditField_Key(panel->keyboard, panel, message)) break;
+      sendToControls(panel);
+      break;
+    case kWindowMouseDown:
+      // A press anywhere but in the field that has the keyboard ends its edit first, so the
+      // control pressed sees the value typed.
+      if (panel->keyboard) {
+        if (EditField_Mouse(panel->keyboard, panel, message)) break;
+        panelSetKeyboard(panel, nullptr);
+      }
+      sendToControls(panel);
+      break;
+    case kWindowMouseMove:
+    case kWindowMouseUp:
+      // A selection being dragged keeps the mouse until the release.
+      if (panel->keyboard && panel->keyboard->selecting && EditField_Mouse(panel->keyboard, panel, message)) break;
       sendToControls(panel);
       break;
     default:
@@ -391,8 +409,10 @@ int32_t PanelOpen(Panel* panel, Panel* parent) {
 
   Panel* caller = panel->parent;
   const bool parentWasEnabled = disableParent(caller);
+  Panel* outerChild = caller ? caller->modalChild.exchange(panel) : nullptr;
   ModalWait wait{panel, caller, 0};
   panelPumpUntil(modalDone, &wait);
+  if (caller) caller->modalChild = outerChild;
   if (t->ended && t->thread.joinable()) t->thread.join();
   if (parentWasEnabled) enableParent(caller);
   if (caller) {

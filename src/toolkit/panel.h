@@ -37,6 +37,7 @@ inline constexpr int32_t kPanelPriorityLeave = 0;
 
 using PanelCallback = int32_t (*)(Panel* panel);
 
+struct EditField;
 struct PanelThread;  // the panel's thread and its hand-over state (panel.cpp)
 
 struct Panel : PanelControl {
@@ -74,10 +75,12 @@ struct Panel : PanelControl {
   uint32_t identity;      // the identity word given at creation
 
   Panel* parent;          // the panel this one opened over, or none
+  std::atomic<Panel*> modalChild;  // the modal panel open over this one, or none; read from any thread
   int32_t result;         // kPanelResult*, or what the user's code set
   uint32_t modifiers;     // of the message being handled
   const WindowMessage* message;  // the message being handled, for the controls' `message`
   WindowRect updateArea;  // of the paint being handled, for PanelHit
+  EditField* keyboard;    // the field that the keys go to, or none (panelSetKeyboard)
   PanelThread* thread;
   std::atomic<int32_t> isOpen;
 };

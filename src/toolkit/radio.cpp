@@ -117,6 +117,9 @@ void radioPaint(RadioControl* radio) {
   } else {
     controlClear(radio, area);
     columnPaint(radio, panel, area);
+    // The item texts lie inside the area just cleared: a click's repaint would lose them.
+    for (PanelControl* label : radio->labels)
+      if (label && controlDrawn(label)) ControlRedraw(label, kRedrawPaint);
   }
 }
 

@@ -9,7 +9,7 @@ namespace gallery {
 namespace {
 
 constexpr int32_t kPanelWidth = 540;
-constexpr int32_t kPanelHeight = 500;
+constexpr int32_t kPanelHeight = 520;
 
 int32_t logEvent(PanelControl* control) {
   auto* g = static_cast<Gallery*>(controlPanel(control)->user);
@@ -32,7 +32,12 @@ std::vector<Event> Gallery::takeEvents() {
 
 host::Scene galleryScene() {
   host::Scene scene;
-  scene.addItem(host::ItemType::Object, "Ball");
+  scene.firstFrame = 1;
+  scene.lastFrame = 60;
+  scene.framesPerSecond = 30.0;
+  const int ball = scene.addItem(host::ItemType::Object, "Ball");
+  // Up fast, then easing off: frames 1, 30 and 60.
+  scene.item(ball).motion[host::PositionY].envelope.keys = {{1 / 30.0, 0.0}, {1.0, 1.5}, {2.0, 2.0}};
   scene.addItem(host::ItemType::Object, "Floor");
   scene.addItem(host::ItemType::Object, "Ball");  // a clone: shown as "Ball (2)"
   scene.addItem(host::ItemType::Light, "Key Light");
@@ -111,12 +116,24 @@ Gallery* galleryCreate(const char* title) {
   for (int i = 0; i <= 100; ++i) values[i] = 0.5 + 0.4 * std::sin(i * 0.12) * std::exp(-i * 0.01);
   graphSetPoints(g->graph, values, 101, 1.0, 101.0);
 
+  g->number = numericCreateAt("NUMBER", 90, 450, p);
+  if (g->number) {
+    setText(g->number->label, sizeof g->number->label, "Number");
+    g->number->lowLimit = g->number->dragLow = 0.0;
+    g->number->highLimit = g->number->dragHigh = 10.0;
+    g->number->clipLow = g->number->clipHigh = 1;
+    g->number->step = 0.01;
+    g->number->onChange = logEvent;
+    numericSet(g->number, 1.0);
+  }
+
   for (PanelControl* c : {static_cast<PanelControl*>(g->button), static_cast<PanelControl*>(g->disabled),
                           static_cast<PanelControl*>(g->toggle), static_cast<PanelControl*>(g->radio),
                           static_cast<PanelControl*>(g->cycle), static_cast<PanelControl*>(g->item),
                           static_cast<PanelControl*>(g->list), static_cast<PanelControl*>(g->text),
                           static_cast<PanelControl*>(g->separator), static_cast<PanelControl*>(g->inset),
-                          static_cast<PanelControl*>(g->graph), static_cast<PanelControl*>(g->bitmap)}) {
+                          static_cast<PanelControl*>(g->graph), static_cast<PanelControl*>(g->bitmap),
+                          static_cast<PanelControl*>(g->number)}) {
     if (!c) {
       galleryDestroy(g);
       return nullptr;

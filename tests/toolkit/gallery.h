@@ -13,6 +13,7 @@
 #include "toolkit/graph.h"
 #include "toolkit/item_chooser.h"
 #include "toolkit/list_box.h"
+#include "toolkit/numeric_control.h"
 #include "toolkit/panel.h"
 #include "toolkit/radio.h"
 #include "toolkit/text_control.h"
@@ -39,13 +40,15 @@ struct Gallery {
   InsetControl* inset = nullptr;
   GraphControl* graph = nullptr;
   BitmapControl* bitmap = nullptr;
+  NumericControl* number = nullptr;
 
   std::mutex mutex;
   std::vector<Event> events;
   std::vector<Event> takeEvents();
 };
 
-// A scene of two objects, two lights and a camera, for the item chooser.
+// A scene of two objects, two lights and a camera, for the item chooser; "Ball" rises over
+// the scene's frames (1 to 60 at 30 per second), so a graph of its height is a curve.
 host::Scene galleryScene();
 
 // Builds the gallery panel (not opened). Its user record is the Gallery itself.

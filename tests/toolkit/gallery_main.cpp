@@ -3,6 +3,7 @@
 //   toolkit_gallery                 the gallery, modal, until closed
 //   toolkit_gallery --select-item   the Select Item panel of the gallery's item chooser
 //   toolkit_gallery --about         the About panel
+//   toolkit_gallery --advanced      the "A" dialog of the gallery's number, following Ball's height
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -11,6 +12,9 @@
 #include "runtime/global_services.h"
 #include "runtime/module_load.h"
 #include "toolkit/about_panel.h"
+#include "toolkit/advanced_dialog.h"
+#include "toolkit/instance_text.h"
+#include "toolkit/item_names.h"
 
 int main(int argc, char** argv) {
   const std::string mode = argc > 1 ? argv[1] : "";
@@ -27,6 +31,12 @@ int main(int argc, char** argv) {
     char shown[512];
     itemChooserText(g->item, shown, sizeof shown);
     std::printf("chosen: %s\n", shown);
+  } else if (mode == "--advanced") {
+    g->number->valueKind = kValueYPos;
+    g->number->ref1 = itemFirst(LWI_OBJECT, nullptr);  // "Ball"
+    ItemName_FromItem(&g->number->ref1Name, g->number->ref1);
+    result = advancedDialogRun(g->number);
+    std::printf("kind %d\n", int(g->number->valueKind));
   } else if (mode == "--about") {
     aboutPanelOpen(g->panel);
   } else {

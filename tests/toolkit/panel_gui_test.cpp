@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "gallery.h"
+#include "panel_probe.h"
 #include "platform/window.h"
 #include "runtime/global_services.h"
 #include "runtime/module_load.h"
@@ -35,6 +36,9 @@ class GuiEnvironment : public testx::XServerEnvironment {
 };
 [[maybe_unused]] auto* const environment = ::testing::AddGlobalTestEnvironment(new GuiEnvironment);
 
+using panelprobe::areaOf;
+using panelprobe::clickOn;
+using panelprobe::closeAndWait;
 using testwait::eventually;
 
 std::atomic<int> closes{0};
@@ -65,43 +69,6 @@ class GuiTest : public ::testing::Test {
       return nullptr;
     }
     return g;
-  }
-
-  // A click in the middle of a control's drawn area (known once the window is).
-  ::testing::AssertionResult clickOn(Panel* panel, PanelControl* control, const std::vector<std::string>& held = {},
-                                     int dx = -1) {
-    int ox = 0, oy = 0;
-    auto origin = testx::windowOrigin(panelXWindow(panel), &ox, &oy);
-    if (!origin) return origin;
-    WindowRect area{};
-    if (!areaOf(panel, control, &area)) return ::testing::AssertionFailure() << "the panel did not answer";
-    const int x = dx >= 0 ? area.left + dx : (area.left + area.right) / 2;
-    return testx::click(ox + x, oy + (area.top + area.bottom) / 2, 1, held);
-  }
-
-  // Where a control is drawn, as the panel's own thread sees it: controls belong to that
-  // thread, so the test asks it instead of reading them while it may be laying them out.
-  static bool areaOf(Panel* panel, PanelControl* control, WindowRect* out) {
-    struct Ask {
-      PanelControl* control;
-      WindowRect area;
-      std::atomic<bool> done{false};
-    } ask{control, {}};
-    auto answer = [](void* data) {
-      auto* a = static_cast<Ask*>(data);
-      const PanelControlHead* head = controlHead(a->control);
-      a->area = {head->left, head->top, head->right, head->bottom};
-      a->done = true;
-    };
-    if (!panelPost(panel, answer, &ask)) return false;
-    if (!eventually([&] { return ask.done.load(); })) return false;
-    *out = ask.area;
-    return true;
-  }
-
-  static bool closeAndWait(Panel* panel) {
-    PanelClose(panel);
-    return eventually([&] { return panel->isOpen == 0; });
   }
 
   std::unique_ptr<testhost::StartedHost> host_;
