@@ -41,8 +41,9 @@ endfunction()
 
 # ombrel_test(<name> SOURCES ... LIBS ... [LABELS ...] [HEADLESS])
 # One test program; each of its cases becomes a CTest test carrying the labels.
-# Label "tsan" marks the programs that also run under ThreadSanitizer. HEADLESS runs the
-# cases with DISPLAY unset, as on a render node with no X server at all.
+# Label "tsan" marks the programs that also run under ThreadSanitizer, and "gui" those that
+# open windows on an X server of their own (a hung server fails them in minutes, not ten).
+# HEADLESS runs the cases with DISPLAY unset, as on a render node with no X server at all.
 function(ombrel_test name)
   cmake_parse_arguments(A "HEADLESS" "" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(${name} ${A_SOURCES})
@@ -50,8 +51,15 @@ function(ombrel_test name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   set(properties TIMEOUT 600)
+  if("gui" IN_LIST A_LABELS)
+    set(properties TIMEOUT 120)
+  endif()
   if(A_LABELS)
-    list(APPEND properties LABELS "${A_LABELS}")
+    # One label of them all, joined by commas ("tsan,gui"): the discovered tests' properties
+    # are one flat list that would take a second label for a property's name. ctest's -L and
+    # -LE match by regular expression, so -L tsan and -LE gui still find their parts.
+    string(REPLACE ";" "," labels "${A_LABELS}")
+    list(APPEND properties LABELS "${labels}")
   endif()
   if(A_HEADLESS)
     list(APPEND properties ENVIRONMENT_MODIFICATION "DISPLAY=unset:")

@@ -289,6 +289,7 @@ void setSizeHints(PlatformWindow* window, bool placed) {
 }
 
 std::shared_ptr<WindowConnection> openConnection() {
+  std::lock_guard<std::mutex> hold(windowDisplayLock());
   Display* display = XOpenDisplay(nullptr);
   if (!display) return nullptr;
   auto c = std::make_shared<WindowConnection>();
@@ -343,7 +344,7 @@ void createXWindow(PlatformWindow* window, const WindowConfig& config) {
 WindowConnection::~WindowConnection() {
   windowFontsRelease(this);
   if (display) {
-    std::lock_guard<std::mutex> hold(windowXftMutex());
+    std::lock_guard<std::mutex> hold(windowDisplayLock());
     XCloseDisplay(display);
   }
 }

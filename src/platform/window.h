@@ -11,6 +11,7 @@
 // Drawing goes into a back buffer of the window's size; windowFlush copies what was drawn
 // since the last flush to the screen, so a control that repaints never flickers.
 #include <cstdint>
+#include <mutex>
 
 struct PlatformWindow;
 
@@ -80,6 +81,12 @@ struct WindowConfig {
 
 // Called once, before any other X call of the process; safe to call again. Runs XInitThreads.
 void windowSystemInit();
+
+// Xlib's and Xft's lists of displays and their extensions are kept for the whole process and
+// changed without a lock of their own (Xft even reorders its list on every call). Opening and
+// closing a Display, and every Xft call, hold this lock; so must any other code of the
+// process that opens a Display of its own while windows live.
+std::mutex& windowDisplayLock();
 
 // A window, or a message port when there is no display. Null only when memory runs out.
 // The window is not shown until windowShow.

@@ -73,7 +73,7 @@ int32_t estimatedHeight(WindowFont font) {
 
 XftFont* fontOf(WindowConnection& c, WindowFont font) {
   const int index = font == kFontSmall ? 1 : 0;
-  std::lock_guard<std::mutex> hold(windowXftMutex());
+  std::lock_guard<std::mutex> hold(windowDisplayLock());
   if (!c.fonts[index])
     c.fonts[index] = XftFontOpen(c.display, c.screen, XFT_FAMILY, XftTypeString, kFontFamily, XFT_PIXEL_SIZE,
                                  XftTypeDouble, static_cast<double>(pixelsOf(font)), XFT_WEIGHT, XftTypeInteger,
@@ -153,7 +153,7 @@ bool ensureBuffer(PlatformWindow* window) {
   window->bufferWidth = window->width;
   window->bufferHeight = window->height;
   {
-    std::lock_guard<std::mutex> hold(windowXftMutex());
+    std::lock_guard<std::mutex> hold(windowDisplayLock());
     if (window->draw)
       XftDrawChange(window->draw, fresh);
     else
@@ -166,7 +166,7 @@ bool ensureBuffer(PlatformWindow* window) {
 
 }  // namespace
 
-std::mutex& windowXftMutex() {
+std::mutex& windowDisplayLock() {
   static std::mutex xft;
   return xft;
 }
@@ -193,7 +193,7 @@ void windowDrawRelease(PlatformWindow* window) {
   WindowConnection* c = window->connection.get();
   if (!c || c->broken) return;
   if (window->draw) {
-    std::lock_guard<std::mutex> hold(windowXftMutex());
+    std::lock_guard<std::mutex> hold(windowDisplayLock());
     XftDrawDestroy(window->draw);
   }
   if (window->buffer) XFreePixmap(c->display, window->buffer);
@@ -205,7 +205,7 @@ void windowDrawRelease(PlatformWindow* window) {
 }
 
 void windowFontsRelease(WindowConnection* connection) {
-  std::lock_guard<std::mutex> hold(windowXftMutex());
+  std::lock_guard<std::mutex> hold(windowDisplayLock());
   for (XftFont*& font : connection->fonts) {
     if (font && !connection->broken) XftFontClose(connection->display, font);
     font = nullptr;
@@ -256,7 +256,7 @@ void windowText(PlatformWindow* window, WindowFont font, int32_t x, int32_t y, c
   if (windowRectEmpty(area)) return;
   const std::string utf8 = utf8Of(text);
   XRectangle r = xRectOf(area);
-  std::unique_lock<std::mutex> hold(windowXftMutex());
+  std::unique_lock<std::mutex> hold(windowDisplayLock());
   XftDrawSetClipRectangles(window->draw, 0, 0, &r, 1);
   XftColor xftColour{};
   xftColour.pixel = pixelOf(c, colour);
@@ -318,7 +318,7 @@ int32_t windowTextWidth(PlatformWindow* window, WindowFont font, const char* tex
   XftFont* face = windowDrawable(window) ? fontOf(*window->connection, font) : nullptr;
   if (!face) return estimatedWidth(font, utf8);
   XGlyphInfo extents{};
-  std::lock_guard<std::mutex> hold(windowXftMutex());
+  std::lock_guard<std::mutex> hold(windowDisplayLock());
   XftTextExtentsUtf8(window->connection->display, face, reinterpret_cast<const FcChar8*>(utf8.data()),
                      static_cast<int>(utf8.size()), &extents);
   return extents.xOff;

@@ -91,10 +91,5 @@ inline WindowRect windowRectUnion(const WindowRect& a, const WindowRect& b) {
 void windowUtf8Append(std::string* text, uint32_t code);
 
 // The drawing side's part in a window's and a connection's end (window_draw.cpp).
-// Xft keeps one list of displays for the whole process and reorders it on every call, with
-// no lock of its own; every Xft call, and every XCloseDisplay (which takes a display off
-// that list), holds this mutex, or panels on two threads corrupt it.
-std::mutex& windowXftMutex();
-
 void windowDrawRelease(PlatformWindow* window);
 void windowFontsRelease(WindowConnection* connection);

@@ -9,7 +9,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/window.h"
+
 #include <chrono>
+#include <mutex>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -47,11 +50,18 @@ constexpr int kDisplayFd = 9;      // where Xvfb writes the display number it ch
   return failure << ": " << outcome.err;
 }
 
-// A connection of the test's own, beside the code under test's.
+// A connection of the test's own, beside the code under test's, opened and closed under the
+// windows' lock like theirs.
 struct Connection {
-  Display* display = XOpenDisplay(nullptr);
+  Display* display = open();
   ~Connection() {
-    if (display) XCloseDisplay(display);
+    if (!display) return;
+    std::lock_guard<std::mutex> hold(windowDisplayLock());
+    XCloseDisplay(display);
+  }
+  static Display* open() {
+    std::lock_guard<std::mutex> hold(windowDisplayLock());
+    return XOpenDisplay(nullptr);
   }
 };
 
