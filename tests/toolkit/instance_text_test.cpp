@@ -134,11 +134,6 @@ TEST(InstanceText, AnimatedNumbersItemsAndListsKeepTheirBlocks) {
   InstanceItemName arm{0, 1, 1, "Robot", nullptr};
   separation.ref2 = InstanceItemName{3, 1, 3, "Elbow", &arm};
   total += instanceWriteNumeric(&w.state, 1, "DIST", &separation);
-  InstanceNumeric linear{};
-  linear.valueKind = kValueLinear;
-  linear.value = 2.5;
-  linear.linearRate = -0.125;
-  total += instanceWriteNumeric(&w.state, 1, "RATE", &linear);
   const InstanceItemName items[] = {{1, 1, 1, "Key Light", nullptr}, {0, 1, 1, "(none)", nullptr},
                                     {2, 1, 1, "Camera", nullptr}};
   total += instanceWriteItems(&w.state, 1, "LIGHTS", items, 3);
@@ -152,7 +147,7 @@ TEST(InstanceText, AnimatedNumbersItemsAndListsKeepTheirBlocks) {
   EXPECT_NE(w.text.find("OBJECT 2 5 8 @Ball Big"), std::string::npos);
 
   struct Seen {
-    InstanceNumeric dist{}, rate{};
+    InstanceNumeric dist{};
     std::vector<std::string> items;
     std::vector<long> rows;
   } seen;
@@ -162,7 +157,6 @@ TEST(InstanceText, AnimatedNumbersItemsAndListsKeepTheirBlocks) {
       [](void* data, const char* kind, const char* name, LWLoadState* state) -> const char* {
         auto* s = static_cast<Seen*>(data);
         if (std::strcmp(name, "DIST") == 0) return instanceReadNumeric(state, &s->dist);
-        if (std::strcmp(name, "RATE") == 0) return instanceReadNumeric(state, &s->rate);
         if (std::strcmp(name, "LIGHTS") == 0)
           return instanceReadItems(
               state,
@@ -186,18 +180,8 @@ TEST(InstanceText, AnimatedNumbersItemsAndListsKeepTheirBlocks) {
   EXPECT_STREQ(seen.dist.ref2.name, "Elbow");
   ASSERT_NE(seen.dist.ref2.parent, nullptr);
   EXPECT_STREQ(seen.dist.ref2.parent->name, "Robot");
-  EXPECT_EQ(seen.rate.valueKind, kValueLinear);
-  EXPECT_EQ(seen.rate.value, 2.5);
-  EXPECT_EQ(seen.rate.linearRate, -0.125);
   EXPECT_EQ(seen.items, (std::vector<std::string>{"1:Key Light", "2:Camera"}));
   EXPECT_EQ(seen.rows, (std::vector<long>{0, 4}));
-
-  // The older form of a reference: its name quoted on the line.
-  InstanceNumeric old{};
-  InstanceMemoryReader_Init(&r, "  REF1 @Old Name@\n  ANIMATE XPOS\n END\n");
-  ASSERT_EQ(instanceReadNumeric(&r.state, &old), nullptr);
-  EXPECT_EQ(old.valueKind, kValueXPos);
-  EXPECT_STREQ(old.ref1.name, "Old Name");
 }
 
 TEST(InstanceText, BrokenTextsGiveTheirFailureWordAndLine) {
