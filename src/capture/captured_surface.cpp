@@ -12,11 +12,8 @@
 // channel costs that channel only.
 
 int32_t captureFrameOf(double time) {
-  double fps = 0.0;
-  if (globalServices.hostGlobal) {
-    auto* scene = static_cast<LWSceneInfo*>(globalServices.hostGlobal(LWSCENEINFO_GLOBAL, GFUSE_TRANSIENT));
-    if (scene) fps = scene->framesPerSecond;
-  }
+  const auto* scene = hostTransientAs<LWSceneInfo>(LWSCENEINFO_GLOBAL);
+  const double fps = scene ? scene->framesPerSecond : 0.0;
   return static_cast<int32_t>(fps * time + 0.5);
 }
 

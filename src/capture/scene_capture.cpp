@@ -11,9 +11,7 @@ SceneCapture* currentCapture = nullptr;
 
 namespace {
 
-LWSceneInfo* sceneInfo() {
-  return static_cast<LWSceneInfo*>(globalServices.hostGlobal(LWSCENEINFO_GLOBAL, GFUSE_TRANSIENT));
-}
+LWSceneInfo* sceneInfo() { return hostTransientAs<LWSceneInfo>(LWSCENEINFO_GLOBAL); }
 
 void linkAtHead(SceneCapture* capture, CapturedObject* object) {
   object->previous = nullptr;
@@ -117,7 +115,7 @@ SceneCapture* SceneCapture_Create(double time) {
   capture->recursionDepth = scene ? scene->recursionDepth : 0;
 
   // The background counts only while it is one of the host's images.
-  auto* compositing = static_cast<LWCompInfo*>(globalServices.hostGlobal(LWCOMPINFO_GLOBAL, GFUSE_TRANSIENT));
+  auto* compositing = hostTransientAs<LWCompInfo>(LWCOMPINFO_GLOBAL);
   if (compositing && compositing->bg && globalServices.imageList) {
     LWImageList* images = globalServices.imageList;
     for (LWImageID image = images->first(); image; image = images->next(image))

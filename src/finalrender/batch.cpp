@@ -36,7 +36,7 @@ bool validHost(const OmbrelBatchHost* host) {
 // The saver by name where the host has one so named, else by index; -1 for none. Its name
 // goes to `name`, for the extension.
 int32_t resolveSaver(const BatchSettings& settings, std::string* name) {
-  auto* util = static_cast<LWImageUtil*>(globalServices.hostGlobal(LWIMAGEUTIL_GLOBAL, GFUSE_TRANSIENT));
+  auto* util = hostTransientAs<LWImageUtil>(LWIMAGEUTIL_GLOBAL);
   if (!util || !util->saverCount || !util->saverName) return -1;
   const int count = util->saverCount();
   if (!settings.saverName.empty())
@@ -122,10 +122,7 @@ const char* batchReadSettings(const char* text, BatchSettings* settings, std::st
   const char* failure = InstanceSettings_Read(&read, text);
   if (failure && failureLine) *failureLine = read.failureLine;
 
-  const LWSceneInfo* scene =
-      globalServices.hostGlobal
-          ? static_cast<const LWSceneInfo*>(globalServices.hostGlobal(LWSCENEINFO_GLOBAL, GFUSE_TRANSIENT))
-          : nullptr;
+  const LWSceneInfo* scene = hostTransientAs<const LWSceneInfo>(LWSCENEINFO_GLOBAL);
   BatchSettings& s = *settings;
   s.lowFrame = instanceNumber(&read, "LOWFRAME", scene ? scene->frameStart : 1);
   s.highFrame = instanceNumber(&read, "HIGHFRAME", scene ? scene->frameEnd : 1);

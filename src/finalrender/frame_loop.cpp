@@ -37,10 +37,7 @@ constexpr double kLensScale = 0.005475;
 constexpr int kHostPollMs = 20;
 constexpr int kHostPolls = 1500;  // 30 seconds, then the job renders wherever the host stands
 
-LWSceneInfo* sceneInfo() {
-  if (!globalServices.hostGlobal) return nullptr;
-  return static_cast<LWSceneInfo*>(globalServices.hostGlobal(LWSCENEINFO_GLOBAL, GFUSE_TRANSIENT));
-}
+LWSceneInfo* sceneInfo() { return hostTransientAs<LWSceneInfo>(LWSCENEINFO_GLOBAL); }
 
 uint32_t sceneRenderOpts() {
   const LWSceneInfo* scene = sceneInfo();
@@ -74,7 +71,7 @@ void zeroFrameData(FinalRenderJob* job) {
 
 // The compositing background, while it is one of the host's images.
 LWImageID backgroundImage() {
-  auto* compositing = static_cast<LWCompInfo*>(globalServices.hostGlobal(LWCOMPINFO_GLOBAL, GFUSE_TRANSIENT));
+  auto* compositing = hostTransientAs<LWCompInfo>(LWCOMPINFO_GLOBAL);
   LWImageList* images = globalServices.imageList;
   if (!compositing || !compositing->bg || !images) return nullptr;
   for (LWImageID image = images->first(); image; image = images->next(image))

@@ -41,6 +41,16 @@ void* acquireVersioned(GlobalFunc* global, const char* name, long highestVersion
   return global(name, GFUSE_ACQUIRE);
 }
 
+void* hostTransient(const char* name) {
+  GlobalFunc* global = globalServices.hostGlobal;
+  if (!global || !name) return nullptr;
+  try {
+    return global(name, GFUSE_TRANSIENT);
+  } catch (...) {
+    return nullptr;
+  }
+}
+
 int serverStart(GlobalFunc* global) {
   if (!global) return AFUNC_BADGLOBAL;
   GlobalServices& s = globalServices;

@@ -69,6 +69,15 @@ int serverStart(GlobalFunc* global);
 // the render node.
 bool hostIsModeler(GlobalFunc* global);
 
+// A transient global of the host (scene info, compositing, image utility ...), asked for when
+// it is used, since the host's records change between calls. Null without a started host,
+// when the host lacks it, or when the host throws on the way.
+void* hostTransient(const char* name);
+template <class T>
+T* hostTransientAs(const char* name) {
+  return static_cast<T*>(hostTransient(name));
+}
+
 // Looks a service up as the common start does: "<name> <version>" from highestVersion down
 // to 2, then the plain name. The first answer is returned; null if none answers.
 void* acquireVersioned(GlobalFunc* global, const char* name, long highestVersion);

@@ -11,10 +11,7 @@ namespace {
 
 constexpr double kChangeTolerance = 1e-08;
 
-LWSceneInfo* sceneInfo() {
-  if (!globalServices.hostGlobal) return nullptr;
-  return static_cast<LWSceneInfo*>(globalServices.hostGlobal(LWSCENEINFO_GLOBAL, GFUSE_TRANSIENT));
-}
+LWSceneInfo* sceneInfo() { return hostTransientAs<LWSceneInfo>(LWSCENEINFO_GLOBAL); }
 
 bool frameUsable(const CapturedCamera* c) {
   if (c->width < 4 || c->width > 16384 || c->height < 4 || c->height > 16384) return false;

@@ -8,10 +8,6 @@
 
 namespace {
 
-void* transient(const char* name) {
-  return globalServices.hostGlobal ? globalServices.hostGlobal(name, GFUSE_TRANSIENT) : nullptr;
-}
-
 bool storeIfDifferent(double& field, double value) {
   const bool changed = field != value;
   field = value;
@@ -84,8 +80,8 @@ void CapturedEnvironment_Init(CapturedEnvironment* environment) {
 bool CaptureEnvironment(double time, CapturedEnvironment* environment) {
   CapturedEnvironment* e = environment;
   e->pixelX = e->pixelY = -1.0;
-  const auto* compositing = static_cast<const LWCompInfo*>(transient(LWCOMPINFO_GLOBAL));
-  const auto* fog = static_cast<const LWFogInfo*>(transient(LWFOGINFO_GLOBAL));
+  const auto* compositing = static_cast<const LWCompInfo*>(hostTransient(LWCOMPINFO_GLOBAL));
+  const auto* fog = static_cast<const LWFogInfo*>(hostTransient(LWFOGINFO_GLOBAL));
 
   if (!fog || fog->type == LWFOG_NONE) {
     const bool changed = e->fogType != 0;
@@ -126,7 +122,7 @@ bool CaptureEnvironment(double time, CapturedEnvironment* environment) {
       }
       e->imageWidth = std::clamp(width, 2, 32000);
       e->imageHeight = std::clamp(height, 2, 32000);
-      const auto* scene = static_cast<const LWSceneInfo*>(transient(LWSCENEINFO_GLOBAL));
+      const auto* scene = static_cast<const LWSceneInfo*>(hostTransient(LWSCENEINFO_GLOBAL));
       const int frameWidth = scene ? scene->frameWidth : 0, frameHeight = scene ? scene->frameHeight : 0;
       // A frame one pixel wide or high maps everything to the image's first column or row.
       e->imageScaleX = frameWidth > 1 ? (e->imageWidth - 1.000001) / (frameWidth - 1) : 0.0;

@@ -145,14 +145,7 @@ bool itemParam(LWItemID item, int32_t param, double time, double out[3]) {
   }
 }
 
-const LWSceneInfo* itemSceneInfo() {
-  if (!globalServices.hostGlobal) return nullptr;
-  try {
-    return static_cast<const LWSceneInfo*>(globalServices.hostGlobal(LWSCENEINFO_GLOBAL, GFUSE_TRANSIENT));
-  } catch (...) {
-    return nullptr;
-  }
-}
+const LWSceneInfo* itemSceneInfo() { return hostTransientAs<const LWSceneInfo>(LWSCENEINFO_GLOBAL); }
 
 LWItemID itemBoneObject(LWItemID bone) {
   const LWItemInfo* info = items();

@@ -37,14 +37,7 @@ constexpr int kParentGoneSteps = 200;  // steps of kPumpStepMs waited for a pane
 // The panel whose thread this is, for a modal pump that runs on a panel's thread.
 thread_local Panel* threadPanel = nullptr;
 
-const HostDisplayInfo* hostDisplayInfo() {
-  if (!globalServices.hostGlobal) return nullptr;
-  try {
-    return static_cast<const HostDisplayInfo*>(globalServices.hostGlobal(LWHOSTDISPLAYINFO_GLOBAL, GFUSE_TRANSIENT));
-  } catch (...) {
-    return nullptr;
-  }
-}
+const HostDisplayInfo* hostDisplayInfo() { return hostTransientAs<const HostDisplayInfo>(LWHOSTDISPLAYINFO_GLOBAL); }
 
 bool isPanel(const Panel* panel) { return controlAlive(panel) && controlHead(panel)->kind == kControlKindPanel; }
 

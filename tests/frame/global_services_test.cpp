@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
+#include <string>
 
 #include "frame_fixture.h"
 #include "runtime/random.h"
@@ -185,6 +186,21 @@ TEST_F(GlobalServicesTest, ModelerNeedsNothingAndTheRenderNodeCountsAsLayout) {
   host.setSystemId(LWSYS_SCREAMERNET | 1234);
   EXPECT_EQ(serverStart(host.global()), 12);
   EXPECT_FALSE(globalServices.isModeler);
+}
+
+TEST(HostTransient, NoHostOrAThrowingHostGivesNothing) {
+  const GlobalServices saved = globalServices;
+  globalServices.hostGlobal = nullptr;
+  EXPECT_EQ(hostTransient(LWSCENEINFO_GLOBAL), nullptr);
+  globalServices.hostGlobal = [](const char*, int) -> void* { throw 1; };
+  EXPECT_EQ(hostTransient(LWSCENEINFO_GLOBAL), nullptr);
+  static int scene;
+  globalServices.hostGlobal = [](const char* name, int use) -> void* {
+    return std::string(name) == LWSCENEINFO_GLOBAL && use == GFUSE_TRANSIENT ? &scene : nullptr;
+  };
+  EXPECT_EQ(hostTransient(LWSCENEINFO_GLOBAL), &scene);
+  EXPECT_EQ(hostTransient(LWCOMPINFO_GLOBAL), nullptr);
+  globalServices = saved;
 }
 
 TEST(HostInterface, HeadersCompileAsC) { EXPECT_EQ(hostInterfaceAsC(), 3 + LWMAST_OPTIONS); }
