@@ -10,7 +10,7 @@
 #include "shading/radiosity_settings.h"
 #include "shading/sample_tables.h"
 #include "shading/shading_core.h"
-#include "shading_world.h"
+#include "support/shading_world.h"
 
 namespace {
 

@@ -98,32 +98,37 @@ void ShadeDirect(SceneCapture* scene, CapturedLight* lights, const double ambien
   double normal[3];
   ShadingSample_Normal(sample, normal);
   const bool receives = (hit->object->shadowOptions & LWOSHAD_RECEIVE) != 0;
-  for (CapturedLight* light = lights; light; light = light->next) {
-    if (light->kind == LWLIGHT_LINEAR || light->kind == LWLIGHT_AREA) {
-      ShadeAreaLight(scene, hit, sample, view, point, normal, light, u, v, light->quality - 1, weight, color);
-      continue;
-    }
-    double lit[3], lightColor[3], shadowColor[3];
-    if (!LightResponse(hit, sample, view, point, normal, light, u, v, weight, lit, lightColor, shadowColor)) continue;
-    if (light->shadowType == 0 || !receives) {
-      for (int c = 0; c < 3; ++c) color[c] += lit[c] * lightColor[c];
-      continue;
-    }
-    // Faint lights cast their shadow rays by chance, and count the more when they do.
-    const double q = (vec::lengthSquared(lightColor) + vec::lengthSquared(shadowColor)) * weight * weight *
-                         vec::lengthSquared(lit) +
-                     1e-08;
-    double s = 1.0;
-    if (!(q > 0.00032399999999999996)) {
-      const double p = std::sqrt(q) * 55.50000000000001;
-      const double r = directUnit();
-      if (p <= r || p < 1e-06) continue;
-      s = 1.0 / p;
-    }
-    float f[3];
-    LightShadow(scene, point, hit->object->item, hit->polygon, light, 0.5, 0.5, f);
-    for (int c = 0; c < 3; ++c) color[c] += lit[c] * s * ((1.0 - f[c]) * shadowColor[c] + lightColor[c] * f[c]);
+  for (CapturedLight* light = lights; light; light = light->next)
+    ShadeLight(scene, light, view, point, normal, hit, sample, receives, u, v, weight, color);
+}
+
+void ShadeLight(SceneCapture* scene, CapturedLight* light, const double view[3], const double point[3],
+                const double normal[3], const RayHit* hit, const ShadingSample* sample, bool receives, double u,
+                double v, double weight, double color[3]) {
+  if (light->kind == LWLIGHT_LINEAR || light->kind == LWLIGHT_AREA) {
+    ShadeAreaLight(scene, hit, sample, view, point, normal, light, u, v, light->quality - 1, weight, color);
+    return;
   }
+  double lit[3], lightColor[3], shadowColor[3];
+  if (!LightResponse(hit, sample, view, point, normal, light, u, v, weight, lit, lightColor, shadowColor)) return;
+  if (light->shadowType == 0 || !receives) {
+    for (int c = 0; c < 3; ++c) color[c] += lit[c] * lightColor[c];
+    return;
+  }
+  // Faint lights cast their shadow rays by chance, and count the more when they do.
+  const double q = (vec::lengthSquared(lightColor) + vec::lengthSquared(shadowColor)) * weight * weight *
+                       vec::lengthSquared(lit) +
+                   1e-08;
+  double s = 1.0;
+  if (!(q > 0.00032399999999999996)) {
+    const double p = std::sqrt(q) * 55.50000000000001;
+    const double r = directUnit();
+    if (p <= r || p < 1e-06) return;
+    s = 1.0 / p;
+  }
+  float f[3];
+  LightShadow(scene, point, hit->object->item, hit->polygon, light, 0.5, 0.5, f);
+  for (int c = 0; c < 3; ++c) color[c] += lit[c] * s * ((1.0 - f[c]) * shadowColor[c] + lightColor[c] * f[c]);
 }
 
 bool LightResponse(const RayHit* hit, const ShadingSample* sample, const double view[3], const double point[3],

@@ -44,6 +44,12 @@ void ShadeDirect(SceneCapture* scene, CapturedLight* lights, const double ambien
                  const double point[3], const RayHit* hit, const ShadingSample* sample, double u, double v,
                  double weight, double color[3]);
 
+// One light's share of ShadeDirect: an area or linear light over points of its emitter from
+// (u, v), any other through LightResponse, with its shadow ray cast by chance when faint.
+// `receives`: the hit's object takes shadows.
+void ShadeLight(SceneCapture* scene, CapturedLight* light, const double view[3], const double point[3],
+                const double normal[3], const RayHit* hit, const ShadingSample* sample, bool receives, double u,
+                double v, double weight, double color[3]);
 // Whether one light reaches the sample from the point (u, v) of its emitter: `lit` is the
 // surface's response (diffuse and specular, or translucency from behind), to be multiplied
 // by the light's colour; lightColor and shadowColor are the light's at the point.

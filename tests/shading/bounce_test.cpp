@@ -9,7 +9,7 @@
 #include "shading/directions.h"
 #include "shading/radiosity_settings.h"
 #include "runtime/vector_ops.h"
-#include "shading_world.h"
+#include "support/shading_world.h"
 
 namespace {
 

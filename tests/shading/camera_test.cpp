@@ -5,7 +5,7 @@
 
 #include "shading/captured_camera.h"
 #include "runtime/vector_ops.h"
-#include "shading_world.h"
+#include "support/shading_world.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "host/formats/lwo_reader.h"
 #include "shading/radiosity_settings.h"
 #include "runtime/vector_ops.h"
-#include "shading_world.h"
+#include "support/shading_world.h"
 
 namespace {
 

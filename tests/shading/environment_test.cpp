@@ -7,7 +7,7 @@
 #include "rayengine/ray_cast.h"
 #include "shading/captured_environment.h"
 #include "shading/sample_alpha.h"
-#include "shading_world.h"
+#include "support/shading_world.h"
 
 namespace {
 

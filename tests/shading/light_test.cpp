@@ -11,10 +11,12 @@
 #include "rayengine/hit_shading.h"
 #include "rayengine/ray_cast.h"
 #include "runtime/global_services.h"
+#include "shading/captured_camera.h"
 #include "shading/captured_light.h"
+#include "shading/direct_light_cell.h"
 #include "shading/shading_core.h"
 #include "runtime/vector_ops.h"
-#include "shading_world.h"
+#include "support/shading_world.h"
 
 namespace {
 
@@ -269,6 +271,57 @@ TEST(Lights, CaptureReportsWhatChanged) {
   EXPECT_EQ(light.color[0], 2.0);  // area and linear lights count double
   item.setScale({2.0, 1.0, 1.0});
   EXPECT_EQ(recapture(), kLightChangeEmitter);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Lights, DirectLightCellIsShadeDirectsLightsAndRepeatsItselfPerCell) {
+  ShadingWorld world;
+  world.addObject(planeModel(20.0f), "Floor");
+  world.addLight(host::LightKind::Distant, "Sun", {0.0, 0.0, 0.0}, {0.0, 60.0 * kDegree, 0.0});
+  world.addLight(host::LightKind::Area, "Panel", {0.0, 3.0, 0.0}, {0.0, 90.0 * kDegree, 0.0});
+  const int camera = world.addCamera("Camera", {0.0, 2.0, 0.0});
+  world.start();
+  CapturedCamera cam;
+  CapturedCamera_Init(&cam);
+  CaptureCamera(world.itemId(camera), 0.0, &cam);
+  CapturedLight* sun = world.lights();
+  CapturedLight* panel = sun->next;
+  sun->nextInGroup = nullptr;
+
+  const double origin[3] = {0.3, 2.0, 0.2}, down[3] = {0.0, -1.0, 0.0};
+  RayHit hit{};
+  ASSERT_GT(CastRay(world.capture(), origin, down, kRayCamera, nullptr, -1, nullptr, -1.0, &hit), 0.0);
+  ShadingSample sample;
+  ShadeHit(&hit, origin, &sample);
+  double point[3], view[3], expected[3] = {0.0, 0.0, 0.0}, cell[3];
+  HitWorldPoint(&hit, point);
+  vec::sub(cam.position, point, view);
+  vec::normalize(view);
+  const double black[3] = {0.0, 0.0, 0.0};
+  sun->next = nullptr;  // ShadeDirect over the sun alone
+  ShadeDirect(world.capture(), sun, black, view, point, &hit, &sample, 0.5, 0.5, 1.0, expected);
+  sun->next = panel;
+  DirectLightCell(world.capture(), &cam, sun, 0.1, -0.2, &hit, &sample, cell);
+  for (int c = 0; c < 3; ++c) EXPECT_NEAR(cell[c], expected[c], 1e-12);
+  EXPECT_GT(cell[0], 0.0);
+
+  // The area light's points come from the cell's place alone: the same cell, the same light.
+  double first[3], again[3];
+  DirectLightCell(world.capture(), &cam, panel, 0.1, -0.2, &hit, &sample, first);
+  DirectLightCell(world.capture(), &cam, panel, 0.1, -0.2, &hit, &sample, again);
+  EXPECT_GT(first[0], 0.0);
+  for (int c = 0; c < 3; ++c) EXPECT_EQ(first[c], again[c]);
+
+  // No hit, or no lights: black.
+  RayHit none = hit;
+  none.polygon = -2;
+  DirectLightCell(world.capture(), &cam, sun, 0.1, -0.2, &none, &sample, cell);
+  EXPECT_EQ(cell[0] + cell[1] + cell[2], 0.0);
+  DirectLightCell(world.capture(), &cam, nullptr, 0.1, -0.2, &hit, &sample, cell);
+  EXPECT_EQ(cell[0] + cell[1] + cell[2], 0.0);
 }
 
 }  // namespace

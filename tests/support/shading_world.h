@@ -42,7 +42,8 @@ class ShadingWorld {
                host::Vec3 rotation = {0, 0, 0}, host::Vec3 scale = {1, 1, 1});
   int addCamera(const std::string& name, host::Vec3 position = {0, 0, 0}, host::Vec3 rotation = {0, 0, 0});
   // Replaces the pending scene with one read from a file; false (and a message) on failure.
-  bool readScene(const std::string& path, std::string& error);
+  // The world's ambient light (none) stands unless `sceneAmbient` keeps the file's.
+  bool readScene(const std::string& path, std::string& error, bool sceneAmbient = false);
 
   // Makes the host, starts the module's services on it, installs the ray engine, captures
   // the scene at time 0, and captures every light, the ambient colour and the fog.

@@ -1,4 +1,4 @@
-#include "shading_world.h"
+#include "support/shading_world.h"
 
 #include <cmath>
 
@@ -87,10 +87,10 @@ int ShadingWorld::addCamera(const std::string& name, host::Vec3 position, host::
   return index;
 }
 
-bool ShadingWorld::readScene(const std::string& path, std::string& error) {
+bool ShadingWorld::readScene(const std::string& path, std::string& error, bool sceneAmbient) {
   host::Scene read;
   if (!host::readSceneFile(path, read, error)) return false;
-  read.ambientIntensity = pending_.ambientIntensity;
+  if (!sceneAmbient) read.ambientIntensity = pending_.ambientIntensity;
   pending_ = std::move(read);
   return true;
 }
