@@ -223,6 +223,29 @@ bool nextMessage(PlatformWindow* window, WindowMessage* out, bool remove) {
     }
   }
   pump(window->connection.get());
+  // A child's input and paint come through its parent: the child has no loop of its own.
+  if (window->connection && !window->child)
+    for (PlatformWindow* w : window->connection->windows) {
+      if (w->parentWindow != window) continue;
+      while (!w->events.empty() && !window->enabled && isInput(w->events.front().kind)) w->events.pop_front();
+      if (!w->events.empty()) {
+        if (out) {
+          *out = w->events.front();
+          out->source = w;
+        }
+        if (remove) w->events.pop_front();
+        return true;
+      }
+      if (w->paintWaiting) {
+        if (out) {
+          *out = messageOf(kWindowPaint);
+          out->area = w->paintArea;
+          out->source = w;
+        }
+        if (remove) w->paintWaiting = false;
+        return true;
+      }
+    }
   auto& events = window->events;
   while (!events.empty() && !window->enabled && isInput(events.front().kind)) events.pop_front();
   if (!events.empty()) {
@@ -375,6 +398,7 @@ PlatformWindow* windowCreate(const WindowConfig& config) {
     return nullptr;
   }
   window->child = config.child;
+  window->user = config.user;
   window->minWidth = config.minWidth;
   window->minHeight = config.minHeight;
   window->maxWidth = config.maxWidth;
@@ -439,6 +463,8 @@ void windowDestroy(PlatformWindow* window) {
 }
 
 bool windowHasDisplay(const PlatformWindow* window) { return windowDrawable(window); }
+
+void* windowUser(const PlatformWindow* window) { return window ? window->user : nullptr; }
 
 unsigned long windowXId(const PlatformWindow* window) { return windowDrawable(window) ? window->xid : 0; }
 

@@ -53,6 +53,9 @@ struct WindowMessage {
   WindowRect area = {0, 0, 0, 0};
   uintptr_t wParam = 0;
   intptr_t lParam = 0;
+  // A child window's message comes through its parent's queue with the child named here;
+  // null for the window's own.
+  PlatformWindow* source = nullptr;
 };
 
 // The function keys F1 to F12, which a panel that does not keep them hands on to the host.
@@ -77,6 +80,7 @@ struct WindowConfig {
   unsigned long parent;         // an X window to stay above (transient for); 0 for none
   bool child;                   // a child window inside `parentWindow` instead of a top-level one
   PlatformWindow* parentWindow; // for a child: the window it lives in (same thread)
+  void* user;                   // the owner's word, given back by windowUser
 };
 
 // Called once, before any other X call of the process; safe to call again. Runs XInitThreads.
@@ -94,10 +98,12 @@ PlatformWindow* windowCreate(const WindowConfig& config);
 void windowDestroy(PlatformWindow* window);
 
 bool windowHasDisplay(const PlatformWindow* window);
+void* windowUser(const PlatformWindow* window);
 unsigned long windowXId(const PlatformWindow* window);  // 0 headless
 
-// Waits for the next message: posted messages first, then X events, then the timer. A return
-// of false means the window is gone (destroyed on this thread).
+// Waits for the next message: posted messages first, then X events (a child's among them,
+// with its `source`), then the timer. A return of false means the window is gone (destroyed
+// on this thread).
 bool windowGetMessage(PlatformWindow* window, WindowMessage* out);
 // True when a message waits (posted, an X event, or a due timer), without taking it.
 bool windowMessageWaiting(PlatformWindow* window);

@@ -46,6 +46,7 @@ struct PlatformWindow {
   Window xid = 0;
   PlatformWindow* parentWindow = nullptr;        // a child's; null once the parent is destroyed
   bool child = false;
+  void* user = nullptr;
 
   std::deque<WindowMessage> events;  // X events, translated, waiting to be taken
   bool paintWaiting = false;

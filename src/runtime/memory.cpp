@@ -7,6 +7,8 @@
 namespace {
 
 // Relaxed counters: tests read them between phases, nothing orders memory through them.
+// Requests above this fail, as on a machine out of memory; 0 for none.
+std::atomic<size_t> requestLimit{0};
 std::atomic<int64_t> liveBlocks{0};
 std::atomic<int64_t> liveBytes{0};
 std::atomic<int64_t> allocations{0};
@@ -35,6 +37,8 @@ void* readRaw(const void* user) {
 
 void* memAlloc(size_t size) {
   if (size > UINT32_MAX - kTrackedOverhead) return nullptr;
+  const size_t limit = requestLimit.load(std::memory_order_relaxed);
+  if (limit && size > limit) return nullptr;
   const uint32_t requested = static_cast<uint32_t>(size);
   const uint32_t total = requested + kTrackedOverhead;
   void* raw = std::malloc(total);
@@ -84,3 +88,5 @@ uint32_t memBlockSize(const void* block) {
 int64_t memLiveBlocks() { return liveBlocks.load(std::memory_order_relaxed); }
 int64_t memLiveBytes() { return liveBytes.load(std::memory_order_relaxed); }
 int64_t memAllocationCount() { return allocations.load(std::memory_order_relaxed); }
+
+void memSetRequestLimit(size_t bytes) { requestLimit.store(bytes, std::memory_order_relaxed); }

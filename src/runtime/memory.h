@@ -38,3 +38,6 @@ int64_t memLiveBytes();
 // Allocations made so far (successful ones), for telling "returned the same block" from
 // "allocated a new one that happens to land at the same address".
 int64_t memAllocationCount();
+// Makes every request above `bytes` fail, as when memory runs out, until called with 0: for
+// the tests of what a failed allocation leaves.
+void memSetRequestLimit(size_t bytes);

@@ -124,6 +124,15 @@ void dispatch(Panel* panel, const WindowMessage& message) {
   const uint32_t outerModifiers = panel->modifiers;
   panel->message = &message;
   panel->modifiers = message.modifiers;
+  if (message.source) {
+    // A control's own child window: its owner alone sees it, in the child's coordinates.
+    auto* owner = static_cast<PanelControl*>(windowUser(message.source));
+    if (message.kind == kWindowMouseDown && panel->keyboard) panelSetKeyboard(panel, nullptr);
+    if (owner && controlAlive(owner) && controlHead(owner)->ops.message) controlHead(owner)->ops.message(owner);
+    panel->message = outer;
+    panel->modifiers = outerModifiers;
+    return;
+  }
   switch (message.kind) {
     case kWindowSize:
       resize(panel, message);

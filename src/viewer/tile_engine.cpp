@@ -394,10 +394,16 @@ TileEngine* engineCreateSized(int32_t gridSize, int32_t blockSize) {
   return engine;
 }
 
-void engineDestroy(TileEngine* engine) {
+void engineHalt(TileEngine* engine) {
   if (!engine) return;
   engineStop(engine);
+  // Not under startLock: the thread takes it on its way out.
   if (engine->thread.joinable()) engine->thread.join();
+}
+
+void engineDestroy(TileEngine* engine) {
+  if (!engine) return;
+  engineHalt(engine);
   for (int32_t i = 0; i < engine->layerCount; ++i) freeLayer(engine->layers[i]);
   simpleLockDestroy(engine->imageLock);
   simpleLockDestroy(engine->startLock);

@@ -51,6 +51,7 @@ TileEngine* engineCreateSized(int32_t gridSize, int32_t blockSize);
 void engineDestroy(TileEngine* engine);  // stops the thread, waits for it, frees all
 void engineStart(TileEngine* engine);
 void engineStop(TileEngine* engine);
+void engineHalt(TileEngine* engine);  // engineStop, then waits for the thread to end
 
 // Graph and layers. Ids are the caller's numbers, above 0.
 ImageLayer* engineAddLayer(TileEngine* engine, int32_t id, uint32_t cellBytes);  // null: failed

@@ -186,6 +186,12 @@ void XServerEnvironment::TearDown() { server_.reset(); }
 
 ::testing::AssertionResult key(const std::string& name) { return runTool({"xdotool", "key", name}); }
 
+::testing::AssertionResult xdotool(const std::vector<std::string>& args) {
+  std::vector<std::string> all = {"xdotool"};
+  all.insert(all.end(), args.begin(), args.end());
+  return runTool(all);
+}
+
 ::testing::AssertionResult windowOrigin(unsigned long xid, int* x, int* y) {
   Connection c;
   if (!c.display) return ::testing::AssertionFailure() << "cannot open the display";

@@ -51,6 +51,8 @@ class XServerEnvironment : public ::testing::Environment {
 // A click of `button` (1 left, 2 middle, 3 right) at a place on the screen, with the keys
 // named in `held` ("shift", "ctrl", "alt") held down around it.
 ::testing::AssertionResult click(int x, int y, int button = 1, const std::vector<std::string>& held = {});
+// Any other input, as xdotool's arguments: {"mousemove", "10", "20", "mousedown", "1"}.
+::testing::AssertionResult xdotool(const std::vector<std::string>& args);
 // A key press and release, by xdotool's name: "a", "Return", "shift+Tab".
 ::testing::AssertionResult key(const std::string& name);
 // Where a window's top-left pixel is on the screen.

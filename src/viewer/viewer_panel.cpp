@@ -1,0 +1,221 @@
+#include "viewer/viewer_panel.h"
+
+#include <cmath>
+#include <new>
+
+#include "capture/scene_capture.h"
+#include "refine/refine_run.h"
+#include "runtime/global_services.h"
+#include "runtime/memory.h"
+#include "shading/captured_light.h"
+#include "toolkit/panel_control.h"
+#include "viewer/preview_layers.h"
+#include "viewer/tile_engine.h"
+#include "viewer/view_control.h"
+
+namespace {
+
+constexpr char kViewName[] = "CTW";
+constexpr int32_t kViewX = 5, kViewY = 24;
+
+LWItemID renderCamera(double time) {
+  auto* scene = hostTransientAs<LWSceneInfo>(LWSCENEINFO_GLOBAL);
+  try {
+    return scene && scene->renderCamera ? scene->renderCamera(time) : nullptr;
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+void hostAmbient(double time, double out[3]) {
+  try {
+    if (globalServices.lightInfo3) globalServices.lightInfo3->ambient(time, out);
+    else if (globalServices.lightInfo) globalServices.lightInfo->ambient(time, out);
+  } catch (...) {
+    // The old colour stays.
+  }
+}
+
+void freeLights(ViewerPanel* viewer) {
+  for (CapturedLight* light = viewer->lights; light;) {
+    CapturedLight* next = light->next;
+    memFree(light);
+    light = next;
+  }
+  viewer->lights = viewer->lightsFixed = viewer->lightsChanged = nullptr;
+}
+
+// Keeps a record per host light, in the host's order: new lights get one, gone ones lose
+// theirs. Every record is captured at `time`; `changed` marks those that moved.
+void walkLights(ViewerPanel* viewer, double time) {
+  for (CapturedLight* light = viewer->lights; light; light = light->next) light->stale = 1;
+  LWItemInfo* items = globalServices.itemInfo;
+  CapturedLight** tail = &viewer->lights;
+  if (items) {
+    for (LWItemID item = items->first(LWI_LIGHT, nullptr); item; item = items->next(item)) {
+      CapturedLight* found = nullptr;
+      for (CapturedLight* light = viewer->lights; light; light = light->next)
+        if (light->item == item) found = light;
+      if (!found) {
+        found = static_cast<CapturedLight*>(memAlloc(sizeof(CapturedLight)));
+        if (!found) break;
+        CapturedLight_Init(found);
+        found->item = item;
+        found->owner = viewer;
+        found->next = *tail;
+        *tail = found;
+      }
+      found->stale = 0;
+      found->changed = CaptureLight(item, found, time) != 0;
+      tail = &found->next;
+    }
+  }
+  for (CapturedLight** at = &viewer->lights; *at;) {
+    CapturedLight* light = *at;
+    if (light->stale) {
+      *at = light->next;
+      memFree(light);
+    } else {
+      at = &light->next;
+    }
+  }
+  CapturedLight* previous = nullptr;
+  for (CapturedLight* light = viewer->lights; light; light = light->next) {
+    light->previous = previous;
+    previous = light;
+  }
+}
+
+// Two sublists by nextInGroup: `first` takes the lights that pass `test`.
+void splitLights(ViewerPanel* viewer, bool (*test)(const CapturedLight*)) {
+  CapturedLight** fixedTail = &viewer->lightsFixed;
+  CapturedLight** changedTail = &viewer->lightsChanged;
+  *fixedTail = *changedTail = nullptr;
+  for (CapturedLight* light = viewer->lights; light; light = light->next) {
+    light->nextInGroup = nullptr;
+    CapturedLight**& tail = test(light) ? changedTail : fixedTail;
+    *tail = light;
+    tail = &light->nextInGroup;
+  }
+}
+
+void destroyView(ViewerPanel* viewer) {
+  if (viewer->ownsView && viewer->view) ControlDestroy(viewer->view);
+  viewer->view = nullptr;
+}
+
+}  // namespace
+
+void viewerCheckCamera(ViewerPanel* viewer) {
+  const double time = viewer->capture ? viewer->capture->time : viewer->sceneTime;
+  const LWItemID item = renderCamera(time);
+  if (!item) return;  // a camera that cannot be read leaves the old copy
+  if (CaptureCamera(item, time, &viewer->camera) && viewer->engine) {
+    engineInvalidate(viewer->engine, kLayerHit);
+    engineSetDetail(viewer->engine, 1);
+  }
+}
+
+void viewerRebuildLights(ViewerPanel* viewer) {
+  engineLock(viewer->engine);
+  walkLights(viewer, viewer->capture->time);
+  splitLights(viewer, [](const CapturedLight* light) { return light->shadowType != 0; });
+  engineInvalidate(viewer->engine, kLayerLightsFixed);
+  engineInvalidate(viewer->engine, kLayerLightsChanged);
+  engineInvalidate(viewer->engine, kLayerBounce);
+  engineSetDetail(viewer->engine, 1);
+  engineUnlock(viewer->engine);
+}
+
+void viewerCheckEnvironment(ViewerPanel* viewer) {
+  const double time = viewer->capture->time;
+  bool changed = false;
+  double ambient[3] = {viewer->ambient[0], viewer->ambient[1], viewer->ambient[2]};
+  hostAmbient(time, ambient);
+  if (ambient[0] != viewer->ambient[0] || ambient[1] != viewer->ambient[1] || ambient[2] != viewer->ambient[2]) {
+    for (int k = 0; k < 3; ++k) viewer->ambient[k] = ambient[k];
+    engineInvalidate(viewer->engine, kLayerUnlit);
+    engineSetDetail(viewer->engine, 1);
+    changed = true;
+  }
+  if (CaptureEnvironment(time, &viewer->environment)) {
+    engineInvalidate(viewer->engine, kLayerFogKeep);
+    engineInvalidate(viewer->engine, kLayerFogColour);
+    engineSetDetail(viewer->engine, 1);
+    changed = true;
+  }
+  viewerFitFogLayers(viewer);
+  if (changed) engineInvalidate(viewer->engine, kLayerBounce);
+}
+
+void viewerFitView(ViewerPanel* viewer) {
+  const double aspect = viewer->camera.imageAspect;
+  viewSetLimits(viewer->view, -1.0, -1.0 / aspect, 1.0, 1.0 / aspect);
+  viewSetRect(viewer->view, -1.0, -1.0 / aspect, 1.0, 1.0 / aspect);
+}
+
+ViewerPanel* viewerOpenOnCapture(SceneCapture* capture, ViewControl* view, int32_t width, int32_t height) {
+  if (!capture) return nullptr;
+  auto* viewer = static_cast<ViewerPanel*>(memAllocZero(sizeof(ViewerPanel)));
+  if (!viewer) return nullptr;
+  new (viewer) ViewerPanel{};
+  viewer->capture = capture;
+  viewer->alive = 1;
+  viewer->refine.quality = -1;
+  viewer->sceneTime = capture->time;
+  CapturedCamera_Init(&viewer->camera);
+  CapturedEnvironment_Init(&viewer->environment);
+  viewer->view = view;
+  if (!view) {
+    viewer->view = viewCreate(kViewName, kViewX, kViewY, nullptr);
+    viewer->ownsView = 1;
+  }
+  viewer->engine = viewer->view ? engineCreate() : nullptr;
+  if (!viewer->engine) {
+    destroyView(viewer);
+    memFree(viewer);
+    return nullptr;
+  }
+  viewResize(viewer->view, width, height);
+  viewerCheckCamera(viewer);
+  viewSetEngine(viewer->view, viewer->engine);
+  viewerFitView(viewer);
+  int32_t w = 0, h = 0;
+  viewGetState(viewer->view, &w, &h, &viewer->savedLeft, &viewer->savedBottom, &viewer->savedRight, &viewer->savedTop);
+  viewer->savedWidth = w;
+  viewer->savedHeight = h;
+  engineFitGrid(viewer->engine);
+  if (!viewerDefineLayers(viewer)) {
+    viewerCloseOnCapture(viewer);
+    return nullptr;
+  }
+  viewerRebuildLights(viewer);
+  viewerCheckEnvironment(viewer);
+  engineSetIdle(viewer->engine, refineIdle, viewer);
+  engineStart(viewer->engine);
+  return viewer;
+}
+
+void viewerCloseOnCapture(ViewerPanel* viewer) {
+  if (!viewer) return;
+  viewer->alive = 0;
+  if (viewer->refine.paused) engineUnlock(viewer->engine);
+  // The engine's thread uses the view and the view's display thread reads the engine: the
+  // first ends before the view lets go of the engine, which goes last.
+  engineHalt(viewer->engine);
+  if (viewer->view) {
+    viewDetachImage(viewer->view);
+    for (ViewOverlay* overlay : {viewer->overlayStatic, viewer->overlayBounce, viewer->overlayFog,
+                                 viewer->overlayLightsFixed, viewer->overlayLightsChanged})
+      if (overlay) viewRemoveOverlay(viewer->view, overlay);
+    viewSetEngine(viewer->view, nullptr);
+  }
+  engineDestroy(viewer->engine);
+  viewer->engine = nullptr;
+  destroyView(viewer);
+  freeLights(viewer);
+  memFree(viewer->refine.pixels);
+  memFree(viewer->refine.display);
+  viewer->~ViewerPanel();
+  memFree(viewer);
+}
