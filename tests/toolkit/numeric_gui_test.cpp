@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "gallery.h"
-#include "panel_probe.h"
+#include "support/panel_probe.h"
 #include "support/eventually.h"
 #include "support/run_program.h"
 #include "support/started_host.h"

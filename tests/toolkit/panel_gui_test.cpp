@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "gallery.h"
-#include "panel_probe.h"
+#include "support/panel_probe.h"
 #include "platform/window.h"
 #include "runtime/global_services.h"
 #include "runtime/module_load.h"

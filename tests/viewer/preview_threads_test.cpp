@@ -1,39 +1,21 @@
 // The panel's thread (input, resizes), the engine's (layers, refinement) and the display
-// thread of a preview together, on a real X server with Mesa's OpenGL.
+// thread of a preview together, on a real X server with Mesa's OpenGL; small scenes, so that
+// they also run under ThreadSanitizer.
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "../toolkit/panel_probe.h"
-#include "platform/window.h"
 #include "support/eventually.h"
+#include "support/preview_window.h"
 #include "support/shading_world.h"
 #include "support/x_server.h"
-#include "toolkit/panel.h"
 #include "viewer/tile_engine.h"
-#include "viewer/view_control.h"
-#include "viewer/viewer_panel.h"
 
 namespace {
 
-class GuiEnvironment : public testx::XServerEnvironment {
- public:
-  void SetUp() override {
-    windowSystemInit();  // before any X call of the process
-    XServerEnvironment::SetUp();
-  }
-};
-[[maybe_unused]] auto* const environment = ::testing::AddGlobalTestEnvironment(new GuiEnvironment);
+[[maybe_unused]] auto* const environment = ::testing::AddGlobalTestEnvironment(new previewtest::GuiEnvironment);
 
-constexpr int kViewX = 5, kViewY = 24;
-
-}  // namespace
-
-namespace {
-
-// The panel's thread (input, resizes), the engine's (layers, refinement) and the display
-// thread together: pans, zooms and resizes arrive while the refinement runs. Small enough to
-// run under ThreadSanitizer.
+// Pans, zooms and resizes arrive while the refinement runs.
 TEST(PreviewThreads, PansZoomsAndResizesWhileRefining) {
   shadetest::loadRuntimeOnce();
   shadetest::ShadingWorld world;
@@ -42,21 +24,11 @@ TEST(PreviewThreads, PansZoomsAndResizesWhileRefining) {
   world.addLight(host::LightKind::Distant, "Sun", {0, 0, 0}, {0.4, 0.7, 0});
   world.addCamera("Camera");
   world.start();
-  Panel* panel = PanelCreate("Ombrel", nullptr, 14);
-  panel->options |= kPanelNonModal;
-  panel->x = panel->y = 20;
-  panel->width = 170;
-  panel->height = 150;
-  ViewControl* view = viewCreate("CTW", kViewX, kViewY, panel);
-  ASSERT_NE(view, nullptr);
-  viewResize(view, 160, 120);
-  ASSERT_EQ(PanelOpen(panel, nullptr), 0);
-  ASSERT_TRUE(testwait::eventually([&] { return panelXWindow(panel) != 0; }));
-  ViewerPanel* viewer = viewerOpenOnCapture(world.capture(), view, 160, 120);
-  ASSERT_NE(viewer, nullptr);
-  int ox = 0, oy = 0;
-  ASSERT_TRUE(testx::windowOrigin(panelXWindow(panel), &ox, &oy));
-  const int cx = ox + kViewX + 80, cy = oy + kViewY + 60;
+  previewtest::PreviewWindow preview(world.capture(), 160, 120);
+  ASSERT_TRUE(preview.ok());
+  ViewerPanel* viewer = preview.viewer();
+  int cx = 0, cy = 0;
+  ASSERT_TRUE(preview.screenPoint(80, 60, &cx, &cy));
 
   for (int round = 0; round < 4; ++round) {
     ASSERT_TRUE(testwait::eventually([&] { return viewer->refine.refineActive.load() == 1; }, 60000)) << round;
@@ -68,22 +40,17 @@ TEST(PreviewThreads, PansZoomsAndResizesWhileRefining) {
     ASSERT_TRUE(testx::xdotool({"click", "--repeat", "2", round % 2 ? "4" : "5"}));
     // A resize as the panel makes it: under the gate, from the panel's thread.
     const int32_t width = round % 2 ? 160 : 140, height = round % 2 ? 120 : 100;
-    ASSERT_TRUE(panelprobe::onPanelThread(panel, [&] {
+    ASSERT_TRUE(panelprobe::onPanelThread(preview.panel(), [&] {
       engineLock(viewer->engine);
-      viewResize(view, width, height);
+      viewResize(preview.view(), width, height);
       engineUnlock(viewer->engine);
     }));
     ASSERT_TRUE(testwait::eventually([&] { return viewer->refine.width * viewer->refine.height == width * height; },
                                      60000)) << round;
   }
-  viewerCloseOnCapture(viewer);
-  panelprobe::closeAndWait(panel);
-  PanelDestroy(panel);
 }
 
-}  // namespace
-
-namespace {
+bool red(uint32_t c) { return ((c >> 16) & 255) >= 240 && ((c >> 8) & 255) <= 15; }
 
 // A far white wall in thick red fog is red: in the refined picture, and in the layers, where
 // the card multiplies by what the fog leaves (nothing) and adds the fog's colour.
@@ -101,28 +68,12 @@ TEST(PreviewThreads, FogMultipliesAndAddsOnTheCard) {
   fog.maxAmount = 1.0;
   fog.color = {1.0, 0.0, 0.0};
   world.start();
-  Panel* panel = PanelCreate("Ombrel", nullptr, 15);
-  panel->options |= kPanelNonModal;
-  panel->x = panel->y = 20;
-  panel->width = 90;
-  panel->height = 90;
-  ViewControl* view = viewCreate("CTW", kViewX, kViewY, panel);
-  ASSERT_NE(view, nullptr);
-  viewResize(view, 80, 60);
-  ASSERT_EQ(PanelOpen(panel, nullptr), 0);
-  ASSERT_TRUE(testwait::eventually([&] { return panelXWindow(panel) != 0; }));
-  ViewerPanel* viewer = viewerOpenOnCapture(world.capture(), view, 80, 60);
-  ASSERT_NE(viewer, nullptr);
+  previewtest::PreviewWindow preview(world.capture(), 80, 60);
+  ASSERT_TRUE(preview.ok());
+  ViewerPanel* viewer = preview.viewer();
   ASSERT_NE(viewer->overlayFog, nullptr);
-
-  const auto centre = [&] {
-    const uint32_t drawn = view->drawCount.load();
-    EXPECT_TRUE(testwait::eventually([&] { return view->drawCount.load() > drawn + 1; }));
-    testx::Pixels pixels;
-    EXPECT_TRUE(testx::windowPixels(panelXWindow(panel), &pixels));
-    return pixels.width ? pixels.at(kViewX + 40, kViewY + 30) : 0u;
-  };
   ASSERT_TRUE(testwait::eventually([&] { return viewer->refine.quality.load() >= 3; }, 60000));
+
   // Under the fog the wall is lit: the multiply has something to take away.
   int32_t lit = 0;
   engineLockImages(viewer->engine);
@@ -135,23 +86,17 @@ TEST(PreviewThreads, FogMultipliesAndAddsOnTheCard) {
   }
   engineUnlockImages(viewer->engine);
   EXPECT_GT(lit, 100);
-  uint32_t c = centre();
-  EXPECT_GE((c >> 16) & 255, 240u) << std::hex << c;
-  EXPECT_LE((c >> 8) & 255, 15u) << std::hex << c;
+  uint32_t c = preview.grab("", 2).at(40, 30);
+  EXPECT_TRUE(red(c)) << std::hex << c;
 
-  int ox = 0, oy = 0;
-  ASSERT_TRUE(testx::windowOrigin(panelXWindow(panel), &ox, &oy));
-  const std::string x = std::to_string(ox + kViewX + 40), y = std::to_string(oy + kViewY + 30);
-  ASSERT_TRUE(testx::xdotool({"mousemove", x, y, "mousedown", "1", "mousemove", x, std::to_string(oy + kViewY + 31),
-                              "mouseup", "1"}));
-  ASSERT_TRUE(testwait::eventually([&] { return view->image == nullptr; }));
-  c = centre();
-  EXPECT_GE((c >> 16) & 255, 240u) << std::hex << c;
-  EXPECT_LE((c >> 8) & 255, 15u) << std::hex << c;
-
-  viewerCloseOnCapture(viewer);
-  panelprobe::closeAndWait(panel);
-  PanelDestroy(panel);
+  // A drag of one pixel shows the layers.
+  int x = 0, y = 0;
+  ASSERT_TRUE(preview.screenPoint(40, 30, &x, &y));
+  ASSERT_TRUE(testx::xdotool({"mousemove", std::to_string(x), std::to_string(y), "mousedown", "1", "mousemove",
+                              std::to_string(x), std::to_string(y + 1), "mouseup", "1"}));
+  ASSERT_TRUE(testwait::eventually([&] { return preview.view()->image == nullptr; }));
+  c = preview.grab("", 2).at(40, 30);
+  EXPECT_TRUE(red(c)) << std::hex << c;
 }
 
 }  // namespace
