@@ -176,7 +176,8 @@ const uint8_t* evaluateCell(TileEngine* engine, ImageLayer* layer, int32_t x, in
     const double py = g.bottom + (g.top - g.bottom) * y / last;
     layer->evaluator(px, py, inputs, layer->userData, cell);
   }
-  cell[cellBytes - 1] = layer->generation;
+  // Released: a reader that sees the stamp (the display, without the image lock) sees the cell.
+  std::atomic_ref<uint8_t>(cell[cellBytes - 1]).store(layer->generation, std::memory_order_release);
   return cell;
 }
 

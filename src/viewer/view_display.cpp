@@ -167,7 +167,9 @@ bool uploadTile(ViewControl* view, ViewTile* tile, bool gl) {
   for (int32_t r = 0; r < rows; ++r)
     for (int32_t c = 0; c < columns; ++c, out += 3) {
       const uint8_t* cell = buffer + (size_t(r) * sy * n + size_t(c) * sx) * cellBytes;
-      if (cell[cellBytes - 1] != generation) std::memset(out, 0, 3);
+      // The engine writes cells meanwhile: a cell whose stamp is this generation's is whole.
+      const uint8_t stamp = std::atomic_ref<const uint8_t>(cell[cellBytes - 1]).load(std::memory_order_acquire);
+      if (stamp != generation) std::memset(out, 0, 3);
       else std::memcpy(out, cell, 3);
     }
   engineUnlockImages(engine);

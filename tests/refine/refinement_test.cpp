@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include "runtime/locks.h"
 #include "support/eventually.h"
 #include "support/shading_world.h"
 #include "viewer/tile_engine.h"
@@ -52,9 +53,13 @@ class Refinement : public ::testing::Test {
 TEST_F(Refinement, ClimbsAndShowsItsPicture) {
   ASSERT_TRUE(qualityReaches(4));
   EXPECT_EQ(viewer->refine.refineActive.load(), 1);
+  engineLock(viewer->engine);
   EXPECT_EQ(viewer->refine.width, 40);
   EXPECT_EQ(viewer->refine.height, 30);
+  simpleLockEnter(viewer->view->viewLock);
   EXPECT_EQ(viewer->view->image, viewer->refine.display);
+  simpleLockLeave(viewer->view->viewLock);
+  engineUnlock(viewer->engine);
   EXPECT_GT(samplesTaken(), 0u);
 }
 

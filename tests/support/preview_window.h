@@ -5,11 +5,14 @@
 // and tests/support's X server.
 #include <gtest/gtest.h>
 
+#include <stdlib.h>
+
 #include <algorithm>
 #include <string>
 
 #include "support/panel_probe.h"
 #include "platform/window.h"
+#include "runtime/locks.h"
 #include "support/eventually.h"
 #include "support/x_server.h"
 #include "toolkit/panel.h"
@@ -18,10 +21,13 @@
 
 namespace previewtest {
 
-// The private X server, started after the windows' own set-up.
+// The private X server, started after the windows' own set-up. Mesa's software OpenGL draws
+// on the calling thread: its own worker threads share state that ThreadSanitizer cannot see
+// them guard (the driver is not built for it), and a small test machine gains nothing from them.
 class GuiEnvironment : public testx::XServerEnvironment {
  public:
   void SetUp() override {
+    setenv("LP_NUM_THREADS", "0", 1);
     windowSystemInit();  // before any X call of the process
     XServerEnvironment::SetUp();
   }
@@ -59,6 +65,14 @@ class PreviewWindow {
   Panel* panel() const { return panel_; }
   ViewControl* view() const { return view_; }
   ViewerPanel* viewer() const { return viewer_; }
+
+  // Whether the view shows the refinement's image (else the layers), as its threads see it.
+  bool showsImage() const {
+    simpleLockEnter(view_->viewLock);
+    const bool shown = view_->image != nullptr;
+    simpleLockLeave(view_->viewLock);
+    return shown;
+  }
 
   // The screen place of a pixel of the view.
   bool screenPoint(int x, int y, int* sx, int* sy) const {

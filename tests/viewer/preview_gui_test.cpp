@@ -77,7 +77,7 @@ TEST(PreviewGui, CoarseAtOnceThenRefinedLikeTheFinalRenderAndPannedLayersAtOnce)
   ASSERT_TRUE(testx::xdotool({"mousemove", std::to_string(x), std::to_string(y), "mousedown", "1", "mousemove",
                               std::to_string(x + kPan / 2), std::to_string(y), "mousemove", std::to_string(x + kPan),
                               std::to_string(y), "mouseup", "1"}));
-  ASSERT_TRUE(testwait::eventually([&] { return preview.view()->image == nullptr; }));
+  ASSERT_TRUE(testwait::eventually([&] { return !preview.showsImage(); }));
   const testx::Pixels panned = preview.grab(shots + "3-panned.png");
   EXPECT_LT(distance(panned, reference, aspect, kPan), kCoarseTolerance);
   EXPECT_GT(distance(panned, reference, aspect), distance(panned, reference, aspect, kPan));

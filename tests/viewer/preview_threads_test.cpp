@@ -45,8 +45,16 @@ TEST(PreviewThreads, PansZoomsAndResizesWhileRefining) {
       viewResize(preview.view(), width, height);
       engineUnlock(viewer->engine);
     }));
-    ASSERT_TRUE(testwait::eventually([&] { return viewer->refine.width * viewer->refine.height == width * height; },
-                                     60000)) << round;
+    // The refinement's arrays belong to the engine's thread: read them with it held.
+    ASSERT_TRUE(testwait::eventually(
+        [&] {
+          engineLock(viewer->engine);
+          const bool resized = viewer->refine.width * viewer->refine.height == width * height;
+          engineUnlock(viewer->engine);
+          return resized;
+        },
+        60000))
+        << round;
   }
 }
 
@@ -94,7 +102,7 @@ TEST(PreviewThreads, FogMultipliesAndAddsOnTheCard) {
   ASSERT_TRUE(preview.screenPoint(40, 30, &x, &y));
   ASSERT_TRUE(testx::xdotool({"mousemove", std::to_string(x), std::to_string(y), "mousedown", "1", "mousemove",
                               std::to_string(x), std::to_string(y + 1), "mouseup", "1"}));
-  ASSERT_TRUE(testwait::eventually([&] { return preview.view()->image == nullptr; }));
+  ASSERT_TRUE(testwait::eventually([&] { return !preview.showsImage(); }));
   c = preview.grab("", 2).at(40, 30);
   EXPECT_TRUE(red(c)) << std::hex << c;
 }
