@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include "shading/radiosity_settings.h"
 #include "support/preview_reference.h"
 #include "support/shading_world.h"
 #include "viewer/tile_engine.h"
@@ -30,12 +31,19 @@ bool coarseDone(TileEngine* engine) {
   return engine->layerCount > 0;
 }
 
+// Samples of the pixels inside the frame: those outside (the 4:3 view shows a 16:9 frame with
+// bands above and below) count their samples without tracing anything.
 uint64_t samplesTaken(ViewerPanel* viewer) {
   engineLock(viewer->engine);
   uint64_t total = 0;
   const RefineState& s = viewer->refine;
+  const double aspect = viewer->camera.imageAspect;
   if (s.pixels && viewer->refine.refineActive.load())
-    for (int32_t i = 0; i < s.width * s.height; ++i) total += s.pixels[i].sampleCount;
+    for (int32_t y = 0; y < s.height; ++y) {
+      const double ny = ((s.viewTop - s.viewBottom) * (y + 0.5) / s.height + s.viewBottom) * aspect;
+      if (ny < -1.0 || ny > 1.0) continue;
+      for (int32_t x = 0; x < s.width; ++x) total += s.pixels[size_t(y) * s.width + x].sampleCount;
+    }
   engineUnlock(viewer->engine);
   return total;
 }
@@ -62,6 +70,7 @@ void previewOfDemo(benchmark::State& state) {
     return;
   }
   shadetest::loadRuntimeOnce();
+  shadetest::RadiosityScope radiosity(kMonteCarloRadiosity, 1.0, 1.0);  // as the demo saves it
   for (auto _ : state) {
     shadetest::ShadingWorld world;
     if (!world.readScene(previewtest::demoScenePath(), error, true)) {

@@ -112,6 +112,18 @@ TEST_F(PixelRefineWorld, PixelsOutsideTheFrameGetNoColourButCount) {
   EXPECT_GT(middle->red + middle->green + middle->blue, 0.0f);
   EXPECT_FLOAT_EQ(middle->coverage, 1.0f);
   EXPECT_GT(reached(pixels), 1);
+
+  // Under depth of field the same first sample leaves from a point of the lens and counts
+  // 0.15 as much.
+  const float plain = middle->weight;
+  pixels = blank(width, height);
+  s.pixels = pixels.data();
+  middle = &pixels[size_t(6 * width + 8)];
+  world.capture()->renderOpts |= 0x40;
+  refinePixel(&viewer, middle, pixels.data(), 1.0, 8, 6, 1);
+  world.capture()->renderOpts &= ~0x40u;
+  EXPECT_TRUE(viewer.camera.lensX != 0.0 || viewer.camera.lensY != 0.0);
+  EXPECT_NEAR(middle->weight, 0.15f * plain, 1e-6f);
   s.pixels = nullptr;
   s.display = nullptr;
 }

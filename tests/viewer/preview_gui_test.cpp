@@ -20,7 +20,7 @@ namespace {
 [[maybe_unused]] auto* const environment = ::testing::AddGlobalTestEnvironment(new previewtest::GuiEnvironment);
 
 constexpr int kWidth = 480, kHeight = 270;  // the demo's frame, one view pixel per frame pixel
-constexpr int kReferenceLevel = 8;
+constexpr int kReferenceLevel = 4;
 // On a 0..255 scale. The refined picture after a few seconds is still noisy where the
 // radiosity is, and so is the reference; the layers are coarser still.
 constexpr double kRefinedTolerance = 12.0;
