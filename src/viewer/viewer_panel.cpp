@@ -1,6 +1,8 @@
 #include "viewer/viewer_panel.h"
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 #include <new>
 
 #include "capture/scene_capture.h"
@@ -12,6 +14,7 @@
 #include "viewer/preview_layers.h"
 #include "viewer/tile_engine.h"
 #include "viewer/view_control.h"
+#include "viewer/view_display.h"
 
 namespace {
 
@@ -46,8 +49,10 @@ void freeLights(ViewerPanel* viewer) {
 }
 
 // Keeps a record per host light, in the host's order: new lights get one, gone ones lose
-// theirs. Every record is captured at `time`; `changed` marks those that moved.
-void walkLights(ViewerPanel* viewer, double time) {
+// theirs. Every record is captured at `time`; `changed` marks those whose capture reports a
+// change, and a new record is always changed. True when a light came or went.
+bool walkLights(ViewerPanel* viewer, double time) {
+  bool cameOrWent = false;
   for (CapturedLight* light = viewer->lights; light; light = light->next) light->stale = 1;
   LWItemInfo* items = globalServices.itemInfo;
   CapturedLight** tail = &viewer->lights;
@@ -64,6 +69,7 @@ void walkLights(ViewerPanel* viewer, double time) {
         found->owner = viewer;
         found->next = *tail;
         *tail = found;
+        cameOrWent = true;
       }
       found->stale = 0;
       found->changed = CaptureLight(item, found, time) != 0;
@@ -75,6 +81,7 @@ void walkLights(ViewerPanel* viewer, double time) {
     if (light->stale) {
       *at = light->next;
       memFree(light);
+      cameOrWent = true;
     } else {
       at = &light->next;
     }
@@ -84,6 +91,7 @@ void walkLights(ViewerPanel* viewer, double time) {
     light->previous = previous;
     previous = light;
   }
+  return cameOrWent;
 }
 
 // Two sublists by nextInGroup: `first` takes the lights that pass `test`.
@@ -125,6 +133,88 @@ void viewerRebuildLights(ViewerPanel* viewer) {
   engineInvalidate(viewer->engine, kLayerBounce);
   engineSetDetail(viewer->engine, 1);
   engineUnlock(viewer->engine);
+}
+
+void viewerCheckLights(ViewerPanel* viewer) {
+  engineLock(viewer->engine);
+  std::vector<const CapturedLight*> wereChanged;
+  for (CapturedLight* light = viewer->lightsChanged; light; light = light->nextInGroup) wereChanged.push_back(light);
+  const auto wasChanged = [&](const CapturedLight* light) {
+    return std::find(wereChanged.begin(), wereChanged.end(), light) != wereChanged.end();
+  };
+  bool any = walkLights(viewer, viewer->capture->time);
+  bool negative = false;
+  for (CapturedLight* light = viewer->lights; light; light = light->next) {
+    any = any || light->changed;
+    negative = negative || light->color[0] + light->color[1] + light->color[2] < 0.0;
+  }
+  if (!any) {
+    engineUnlock(viewer->engine);
+    return;
+  }
+  // A negative light takes light away wherever it falls: no layer can keep it apart.
+  if (negative)
+    for (CapturedLight* light = viewer->lights; light; light = light->next) light->changed = 1;
+  splitLights(viewer, [](const CapturedLight* light) { return light->changed != 0; });
+  bool redoFixed = false;
+  for (CapturedLight* light = viewer->lights; light; light = light->next)
+    // Into layer 5, or (ours: else its old light would stay there beside its new one in
+    // layer 6) out of it.
+    redoFixed = redoFixed || (wasChanged(light) != (light->changed != 0));
+  if (redoFixed) engineInvalidate(viewer->engine, kLayerLightsFixed);
+  engineInvalidate(viewer->engine, kLayerLightsChanged);
+  engineInvalidate(viewer->engine, kLayerBounce);
+  engineSetDetail(viewer->engine, 1);
+  engineUnlock(viewer->engine);
+  viewDisplayWake(viewer->view);
+}
+
+void viewerCheckScene(ViewerPanel* viewer) {
+  viewerCheckLights(viewer);
+  viewerCheckCamera(viewer);
+  viewerCheckEnvironment(viewer);
+}
+
+void viewerBackdropChanged(ViewerPanel* viewer) {
+  for (int32_t layer : {kLayerUnlit, kLayerFogColour, kLayerBounce}) engineInvalidate(viewer->engine, layer);
+}
+
+void viewerUpdateDetail(ViewerPanel* viewer) {
+  int32_t w = 0, h = 0;
+  double l, b, r, t;
+  viewGetState(viewer->view, &w, &h, &l, &b, &r, &t);
+  engineSetDetail(viewer->engine, w < kViewerFullDetailSize && h < kViewerFullDetailSize ? 2 : 1);
+}
+
+void viewerInitialSize(int32_t frameWidth, int32_t frameHeight, int32_t* width, int32_t* height) {
+  int32_t w = frameWidth, h = frameHeight;
+  const int32_t k = kViewerSmallFrame / std::max(w, 1) + 1;
+  if (k >= 2) {
+    w *= k;
+    h *= k;
+  } else {
+    int32_t d = w / kViewerWideFrame;
+    if (w >= kViewerWidestFrame) d = kViewerWidestDivisor;
+    w /= d + 1;
+    h /= d + 1;
+  }
+  while (h > kViewerTallestView) h /= 2;
+  *width = w;
+  *height = std::max(h, kViewMinimumSize);
+}
+
+int32_t viewerFullSizeDivisor(int32_t frameWidth, int32_t frameHeight, int32_t* width, int32_t* height) {
+  const int32_t w = std::clamp(frameWidth, 2, kViewerLargestFrame), h = std::clamp(frameHeight, 2, kViewerLargestFrame);
+  int32_t d = 1;
+  while (w / d > kViewerFullSizeLimit || h / d > kViewerFullSizeLimit) ++d;
+  *width = std::clamp(w / d, 2, kViewerFullSizeLimit);
+  *height = std::clamp(h / d, 2, kViewerFullSizeLimit);
+  return d;
+}
+
+void viewerPlacement(int32_t counter, int32_t* dx, int32_t* dy) {
+  *dx = (counter % 2) * kViewerPlacementStep - kViewerPlacementOrigin;
+  *dy = (counter / 2) * kViewerPlacementStep - kViewerPlacementOrigin;
 }
 
 void viewerCheckEnvironment(ViewerPanel* viewer) {

@@ -9,6 +9,7 @@
 #include "refine/refine_state.h"
 #include "shading/captured_camera.h"
 #include "shading/captured_environment.h"
+#include "viewer/view_control.h"
 
 struct Panel;
 struct PanelControl;
@@ -74,3 +75,35 @@ void viewerRebuildLights(ViewerPanel* viewer);
 void viewerCheckEnvironment(ViewerPanel* viewer);
 // Limits and rectangle to the whole frame.
 void viewerFitView(ViewerPanel* viewer);
+
+// The lights again from the host: those whose capture changed (all, when one gives negative
+// light) go to layer 6, the rest to layer 5; layers 6 and 4 start over, and layer 5 when a
+// light moved between the groups. Takes the engine's gate.
+void viewerCheckLights(ViewerPanel* viewer);
+// At the end of each of the host's events: lights, camera, ambient colour and environment.
+void viewerCheckScene(ViewerPanel* viewer);
+// The backdrop changed: the unlit colour, the fog's colour and the bounce start over.
+void viewerBackdropChanged(ViewerPanel* viewer);
+// A small view leaves the finest levels to the refinement: detail 2 below 401 by 401.
+void viewerUpdateDetail(ViewerPanel* viewer);
+
+inline constexpr int32_t kViewerFullDetailSize = 401;
+inline constexpr int32_t kViewerSmallFrame = 285;
+inline constexpr int32_t kViewerWideFrame = 500;
+inline constexpr int32_t kViewerWidestFrame = 10000;
+inline constexpr int32_t kViewerWidestDivisor = 20;
+inline constexpr int32_t kViewerTallestView = 612;
+inline constexpr int32_t kViewerLargestFrame = 16384;
+inline constexpr int32_t kViewerFullSizeLimit = 1024;
+inline constexpr int32_t kViewerPlacementStep = 305;
+inline constexpr int32_t kViewerPlacementOrigin = 152;
+
+// The first size of a preview's view for a frame of the limited region's size: a small frame
+// enlarged by a whole number, a large one divided below 500 wide, and a tall one halved (the
+// width kept) to at most 612 high.
+void viewerInitialSize(int32_t frameWidth, int32_t frameHeight, int32_t* width, int32_t* height);
+// "Full Size": the least divisor that brings the frame within 1024 each way, and the view's
+// size at it; gives the divisor.
+int32_t viewerFullSizeDivisor(int32_t frameWidth, int32_t frameHeight, int32_t* width, int32_t* height);
+// Where the n-th preview opens, relative to the panel host's origin: two by two.
+void viewerPlacement(int32_t counter, int32_t* dx, int32_t* dy);
