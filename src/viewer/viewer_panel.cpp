@@ -10,6 +10,7 @@
 #include "runtime/global_services.h"
 #include "runtime/memory.h"
 #include "shading/captured_light.h"
+#include "toolkit/item_chooser.h"
 #include "toolkit/panel_control.h"
 #include "viewer/preview_layers.h"
 #include "viewer/tile_engine.h"
@@ -21,14 +22,6 @@ namespace {
 constexpr char kViewName[] = "CTW";
 constexpr int32_t kViewX = 5, kViewY = 24;
 
-LWItemID renderCamera(double time) {
-  auto* scene = hostTransientAs<LWSceneInfo>(LWSCENEINFO_GLOBAL);
-  try {
-    return scene && scene->renderCamera ? scene->renderCamera(time) : nullptr;
-  } catch (...) {
-    return nullptr;
-  }
-}
 
 void hostAmbient(double time, double out[3]) {
   try {
@@ -114,9 +107,24 @@ void destroyView(ViewerPanel* viewer) {
 
 }  // namespace
 
+LWItemID viewerRenderCamera(double time) {
+  auto* scene = hostTransientAs<LWSceneInfo>(LWSCENEINFO_GLOBAL);
+  try {
+    return scene && scene->renderCamera ? scene->renderCamera(time) : nullptr;
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+LWItemID viewerCameraItem(ViewerPanel* viewer) {
+  LWItemID item = nullptr;
+  if (viewer->cameraControl) item = itemChooserItem(static_cast<ItemChooserControl*>(viewer->cameraControl), 0);
+  return item ? item : viewerRenderCamera(viewer->capture ? viewer->capture->time : viewer->sceneTime);
+}
+
 void viewerCheckCamera(ViewerPanel* viewer) {
   const double time = viewer->capture ? viewer->capture->time : viewer->sceneTime;
-  const LWItemID item = renderCamera(time);
+  const LWItemID item = viewerCameraItem(viewer);
   if (!item) return;  // a camera that cannot be read leaves the old copy
   if (CaptureCamera(item, time, &viewer->camera) && viewer->engine) {
     engineInvalidate(viewer->engine, kLayerHit);
@@ -244,30 +252,13 @@ void viewerFitView(ViewerPanel* viewer) {
   viewSetRect(viewer->view, -1.0, -1.0 / aspect, 1.0, 1.0 / aspect);
 }
 
-ViewerPanel* viewerOpenOnCapture(SceneCapture* capture, ViewControl* view, int32_t width, int32_t height) {
-  if (!capture) return nullptr;
-  auto* viewer = static_cast<ViewerPanel*>(memAllocZero(sizeof(ViewerPanel)));
-  if (!viewer) return nullptr;
-  new (viewer) ViewerPanel{};
+bool viewerStartOnView(ViewerPanel* viewer, SceneCapture* capture) {
   viewer->capture = capture;
-  viewer->alive = 1;
-  viewer->refine.quality = -1;
-  viewer->sceneTime = capture->time;
   CapturedCamera_Init(&viewer->camera);
   CapturedEnvironment_Init(&viewer->environment);
-  viewer->view = view;
-  if (!view) {
-    viewer->view = viewCreate(kViewName, kViewX, kViewY, nullptr);
-    viewer->ownsView = 1;
-  }
-  viewer->engine = viewer->view ? engineCreate() : nullptr;
-  if (!viewer->engine) {
-    destroyView(viewer);
-    memFree(viewer);
-    return nullptr;
-  }
-  viewResize(viewer->view, width, height);
   viewerCheckCamera(viewer);
+  viewer->engine = engineCreate();
+  if (!viewer->engine) return false;
   viewSetEngine(viewer->view, viewer->engine);
   viewerFitView(viewer);
   int32_t w = 0, h = 0;
@@ -275,13 +266,54 @@ ViewerPanel* viewerOpenOnCapture(SceneCapture* capture, ViewControl* view, int32
   viewer->savedWidth = w;
   viewer->savedHeight = h;
   engineFitGrid(viewer->engine);
-  if (!viewerDefineLayers(viewer)) {
-    viewerCloseOnCapture(viewer);
-    return nullptr;
-  }
+  if (!viewerDefineLayers(viewer)) return false;
   viewerRebuildLights(viewer);
   viewerCheckEnvironment(viewer);
   engineSetIdle(viewer->engine, refineIdle, viewer);
+  return true;
+}
+
+void viewerStopOnView(ViewerPanel* viewer) {
+  if (viewer->refine.paused.exchange(0) && viewer->engine) engineUnlock(viewer->engine);
+  // The engine's thread uses the view and the view's display thread reads the engine: the
+  // first ends before the view lets go of the engine, which goes last.
+  engineHalt(viewer->engine);
+  if (viewer->view) {
+    viewDetachImage(viewer->view);
+    for (ViewOverlay** overlay : {&viewer->overlayStatic, &viewer->overlayBounce, &viewer->overlayFog,
+                                  &viewer->overlayLightsFixed, &viewer->overlayLightsChanged}) {
+      if (*overlay) viewRemoveOverlay(viewer->view, *overlay);
+      *overlay = nullptr;
+    }
+    viewSetEngine(viewer->view, nullptr);
+  }
+  engineDestroy(viewer->engine);
+  viewer->engine = nullptr;
+  freeLights(viewer);
+}
+
+ViewerPanel* viewerOpenOnCapture(SceneCapture* capture, ViewControl* view, int32_t width, int32_t height) {
+  if (!capture) return nullptr;
+  void* memory = memAllocZero(sizeof(ViewerPanel));
+  if (!memory) return nullptr;
+  auto* viewer = new (memory) ViewerPanel{};
+  viewer->alive = 1;
+  viewer->refine.quality = -1;
+  viewer->sceneTime = capture->time;
+  viewer->view = view;
+  if (!view) {
+    viewer->view = viewCreate(kViewName, kViewX, kViewY, nullptr);
+    viewer->ownsView = 1;
+  }
+  if (!viewer->view) {
+    memFree(viewer);
+    return nullptr;
+  }
+  viewResize(viewer->view, width, height);
+  if (!viewerStartOnView(viewer, capture)) {
+    viewerCloseOnCapture(viewer);
+    return nullptr;
+  }
   engineStart(viewer->engine);
   return viewer;
 }
@@ -289,21 +321,8 @@ ViewerPanel* viewerOpenOnCapture(SceneCapture* capture, ViewControl* view, int32
 void viewerCloseOnCapture(ViewerPanel* viewer) {
   if (!viewer) return;
   viewer->alive = 0;
-  if (viewer->refine.paused) engineUnlock(viewer->engine);
-  // The engine's thread uses the view and the view's display thread reads the engine: the
-  // first ends before the view lets go of the engine, which goes last.
-  engineHalt(viewer->engine);
-  if (viewer->view) {
-    viewDetachImage(viewer->view);
-    for (ViewOverlay* overlay : {viewer->overlayStatic, viewer->overlayBounce, viewer->overlayFog,
-                                 viewer->overlayLightsFixed, viewer->overlayLightsChanged})
-      if (overlay) viewRemoveOverlay(viewer->view, overlay);
-    viewSetEngine(viewer->view, nullptr);
-  }
-  engineDestroy(viewer->engine);
-  viewer->engine = nullptr;
+  viewerStopOnView(viewer);
   destroyView(viewer);
-  freeLights(viewer);
   memFree(viewer->refine.pixels);
   memFree(viewer->refine.display);
   viewer->~ViewerPanel();

@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include <lwrender.h>
+
 #include "refine/refine_state.h"
 #include "shading/captured_camera.h"
 #include "shading/captured_environment.h"
@@ -56,7 +58,28 @@ struct ViewerPanel {
   // preview's own headless one, to be destroyed with it.
   SceneCapture* capture;
   int32_t ownsView;
+  // What the last "Full Size" made of the view, so that a second press knows it.
+  int32_t fullWidth, fullHeight;
+  double fullLeft, fullBottom, fullRight, fullTop;
 };
+
+// A preview in its panel, put at the head of `list`, open, its engine started with the panel;
+// null when something could not be made ("Ombrel Failed to Initialize" when the view could
+// not). Host's main thread.
+ViewerPanel* viewerCreate(ViewerPanel** list, SceneCapture* capture);
+// Takes a preview down: its gate given back if paused, unlinked, its panel closed, its
+// engine stopped and everything freed. Host's main thread.
+void viewerDestroy(ViewerPanel** list, ViewerPanel* viewer);
+// Whether the preview's panel is still open: false for null and after its close box.
+bool viewerPanelOpen(ViewerPanel* viewer);
+// The camera of the "CAMERA" chooser, or the scene's render camera when it shows none.
+LWItemID viewerCameraItem(ViewerPanel* viewer);
+LWItemID viewerRenderCamera(double time);
+// What a preview's view needs to run on a capture: camera, engine, fitted view, layers,
+// lights, environment and the refinement as the engine's idle work (the engine not started);
+// false when something could not be made. And its undoing, the view kept.
+bool viewerStartOnView(ViewerPanel* viewer, SceneCapture* capture);
+void viewerStopOnView(ViewerPanel* viewer);
 
 // A preview without its panel: the engine, its layers and the refinement on `capture`, shown
 // by `view` (null: a headless view of the given size, owned by the preview). The engine's

@@ -201,6 +201,16 @@ void XServerEnvironment::TearDown() { server_.reset(); }
   return ::testing::AssertionSuccess();
 }
 
+::testing::AssertionResult windowTitle(unsigned long xid, std::string* title) {
+  Connection c;
+  if (!c.display) return ::testing::AssertionFailure() << "cannot open the display";
+  char* name = nullptr;
+  if (!XFetchName(c.display, xid, &name) || !name) return ::testing::AssertionFailure() << "window " << xid << " has no title";
+  *title = name;
+  XFree(name);
+  return ::testing::AssertionSuccess();
+}
+
 ::testing::AssertionResult sendCloseBox(unsigned long xid) {
   Connection c;
   if (!c.display) return ::testing::AssertionFailure() << "cannot open the display";

@@ -57,6 +57,8 @@ class XServerEnvironment : public ::testing::Environment {
 ::testing::AssertionResult key(const std::string& name);
 // Where a window's top-left pixel is on the screen.
 ::testing::AssertionResult windowOrigin(unsigned long xid, int* x, int* y);
+// The title a window manager would show.
+::testing::AssertionResult windowTitle(unsigned long xid, std::string* title);
 // The close box of a window manager: a WM_DELETE_WINDOW message to the window.
 ::testing::AssertionResult sendCloseBox(unsigned long xid);
 // The whole screen as a PNG file.
