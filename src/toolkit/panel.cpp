@@ -439,7 +439,7 @@ void panelEnd(Panel* panel, int32_t result) {
   else PanelClose(panel);
 }
 
-void PanelDestroy(Panel* panel) {
+void PanelJoin(Panel* panel) {
   if (!isPanel(panel)) return;
   PanelThread* t = panel->thread;
   if (panel->isOpen) PanelClose(panel);
@@ -447,6 +447,11 @@ void PanelDestroy(Panel* panel) {
     if (t->thread.get_id() == std::this_thread::get_id()) t->thread.detach();
     else t->thread.join();
   }
+}
+
+void PanelDestroy(Panel* panel) {
+  if (!isPanel(panel)) return;
+  PanelJoin(panel);
   // Controls first, from the front, so labels made by their owners go with them.
   while (PanelControl* first = controlHead(panel)->next) ControlDestroy(first);
   ControlDestroy(panel);

@@ -94,6 +94,9 @@ Panel* PanelCreate(const char* title, void* user, uint32_t identity);
 int32_t PanelOpen(Panel* panel, Panel* parent);
 // Asks the panel to close, from any thread; it closes as by its close box.
 void PanelClose(Panel* panel);
+// Closes the panel and waits for its thread to end; the controls stay, for an owner that must
+// take down what they use before they go. Null is accepted.
+void PanelJoin(Panel* panel);
 // Waits for the panel's thread to end (PanelClose first); then frees every control and the
 // panel. Null is accepted.
 void PanelDestroy(Panel* panel);

@@ -64,8 +64,11 @@ bool openGl(ViewDisplay* d, ViewControl* view, unsigned long parent) {
   attributes.colormap = d->colormap;
   attributes.border_pixel = 0;
   attributes.event_mask = ExposureMask;
-  d->windowWidth = view->viewWidth;
-  d->windowHeight = view->viewHeight;
+  {
+    ViewLockGuard hold(view);
+    d->windowWidth = view->viewWidth;
+    d->windowHeight = view->viewHeight;
+  }
   d->window = XCreateWindow(d->display, parent, 0, 0, unsigned(d->windowWidth), unsigned(d->windowHeight), 0,
                             visual->depth, InputOutput, visual->visual, CWColormap | CWBorderPixel | CWEventMask,
                             &attributes);
@@ -118,9 +121,15 @@ void serviceWindow(ViewDisplay* d, ViewControl* view) {
     XNextEvent(d->display, &event);
     if (event.type == Expose) view->repaintWanted = 1;
   }
-  if (d->windowWidth != view->viewWidth || d->windowHeight != view->viewHeight) {
-    d->windowWidth = view->viewWidth;
-    d->windowHeight = view->viewHeight;
+  int32_t width, height;
+  {
+    ViewLockGuard hold(view);
+    width = view->viewWidth;
+    height = view->viewHeight;
+  }
+  if (d->windowWidth != width || d->windowHeight != height) {
+    d->windowWidth = width;
+    d->windowHeight = height;
     XResizeWindow(d->display, d->window, unsigned(d->windowWidth), unsigned(d->windowHeight));
   }
 }

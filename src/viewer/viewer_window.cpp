@@ -292,8 +292,10 @@ void viewerDestroy(ViewerPanel** list, ViewerPanel* viewer) {
   else if (list && *list == viewer) *list = viewer->next;
   if (viewer->next) viewer->next->previous = viewer->previous;
   viewer->next = viewer->previous = nullptr;
+  // The panel's thread starts the engine when it opens and uses the view: it ends first, then
+  // the engine, and the view goes with the panel's controls.
   Panel* panel = viewer->panel;
-  if (panel) PanelClose(panel);
+  PanelJoin(panel);
   viewerStopOnView(viewer);
   PanelDestroy(panel);
   memFree(viewer->refine.pixels);
