@@ -44,3 +44,6 @@ struct FrameHooks {
 };
 
 extern FrameHooks frameHooks;
+
+// Fills in the entries of the subsystems the module has: the viewer and the capture.
+void frameHooksInstall();

@@ -2,6 +2,7 @@
 // Only the entries below are visible outside the module.
 #include <lwmodule.h>
 
+#include "frame/frame_hooks.h"
 #include "frame/servers.h"
 #include "platform/window.h"
 #include "rayengine/ray_engine.h"
@@ -24,6 +25,7 @@ __attribute__((constructor)) void moduleLoad() {
   if (!frameLoadFailed) rayEngineInstall();
   // Panels run on threads of their own, each with its own X connection.
   windowSystemInit();
+  frameHooksInstall();
 }
 
 __attribute__((destructor)) void moduleUnload() {
