@@ -28,8 +28,6 @@ constexpr long kChildEvents = ExposureMask | StructureNotifyMask | ButtonPressMa
                               PointerMotionMask;
 // A child passes its keys up to the top-level window, which takes the keyboard.
 constexpr long kTopLevelEvents = kChildEvents | KeyPressMask | KeyReleaseMask;
-constexpr unsigned kWheelAwayButton = 4;
-constexpr unsigned kWheelTowardsButton = 5;
 constexpr auto kTimerPeriod = std::chrono::milliseconds(kWindowTimerPeriod);
 
 std::once_flag systemOnce;
@@ -60,156 +58,6 @@ Ports& ports() {
   return *p;
 }
 
-WindowMessage messageOf(WindowMessageKind kind) {
-  WindowMessage m{};
-  m.kind = kind;
-  return m;
-}
-
-bool isInput(WindowMessageKind kind) {
-  return kind == kWindowMouseMove || kind == kWindowMouseDown || kind == kWindowMouseUp || kind == kWindowWheel ||
-         kind == kWindowKeyDown || kind == kWindowKeyUp;
-}
-
-uint32_t modifiersOf(unsigned state) {
-  return ((state & ShiftMask) ? kModifierShift : 0) | ((state & ControlMask) ? kModifierControl : 0) |
-         ((state & Mod1Mask) ? kModifierAlt : 0);
-}
-
-int32_t buttonsHeld(unsigned state) {
-  return ((state & Button1Mask) ? 1 : 0) | ((state & Button2Mask) ? 2 : 0) | ((state & Button3Mask) ? 4 : 0);
-}
-
-// What a key types, in UTF-8: XLookupString gives Latin-1, and nothing for keysyms that
-// carry a Unicode code point directly.
-void keyText(XKeyEvent& event, WindowMessage& m) {
-  char latin1[16];
-  KeySym sym = NoSymbol;
-  const int n = XLookupString(&event, latin1, sizeof latin1, &sym, nullptr);
-  m.key = static_cast<uint32_t>(sym);
-  std::string text;
-  for (int i = 0; i < n; ++i) windowUtf8Append(&text, static_cast<unsigned char>(latin1[i]));
-  constexpr KeySym kUnicodeKeysyms = 0x01000000;
-  if (n == 0 && sym > kUnicodeKeysyms) windowUtf8Append(&text, static_cast<uint32_t>(sym - kUnicodeKeysyms));
-  if (text.size() < sizeof m.text) memcpy(m.text, text.c_str(), text.size() + 1);
-}
-
-void queueEvent(PlatformWindow* window, const WindowMessage& m) {
-  if (!window->enabled && isInput(m.kind)) return;
-  // Only the latest place of a moving mouse matters.
-  if (m.kind == kWindowMouseMove && !window->events.empty() && window->events.back().kind == kWindowMouseMove) {
-    window->events.back() = m;
-    return;
-  }
-  if (window->events.size() >= kMessageQueueLimit) return;
-  window->events.push_back(m);
-}
-
-void queuePaint(PlatformWindow* window, const WindowRect& area) {
-  const WindowRect inside = windowRectIntersect(area, {0, 0, window->width, window->height});
-  if (windowRectEmpty(inside)) return;
-  window->paintArea = window->paintWaiting ? windowRectUnion(window->paintArea, inside) : inside;
-  window->paintWaiting = true;
-}
-
-void noteSize(PlatformWindow* window, int32_t width, int32_t height) {
-  if (width == window->width && height == window->height) return;
-  window->width = width;
-  window->height = height;
-  WindowMessage m = messageOf(kWindowSize);
-  m.area = {0, 0, width, height};
-  queueEvent(window, m);
-}
-
-void notePlace(PlatformWindow* window, const XConfigureEvent& event) {
-  WindowConnection& c = *window->connection;
-  int x = event.x, y = event.y;
-  Window through = 0;
-  // Under a window manager the event's place is inside its frame; the screen place is asked.
-  if (!event.send_event) XTranslateCoordinates(c.display, window->xid, c.root, 0, 0, &x, &y, &through);
-  window->left = x;
-  window->top = y;
-}
-
-PlatformWindow* windowOfX(WindowConnection& c, Window xid) {
-  for (PlatformWindow* w : c.windows)
-    if (w->xid == xid) return w;
-  return nullptr;
-}
-
-void dispatch(WindowConnection& c, XEvent& event) {
-  if (event.type == MappingNotify) {
-    XRefreshKeyboardMapping(&event.xmapping);
-    return;
-  }
-  PlatformWindow* window = windowOfX(c, event.xany.window);
-  if (!window) return;
-  WindowMessage m{};
-  switch (event.type) {
-    case Expose: {
-      const XExposeEvent& e = event.xexpose;
-      queuePaint(window, {e.x, e.y, e.x + e.width, e.y + e.height});
-      return;
-    }
-    case ConfigureNotify:
-      notePlace(window, event.xconfigure);
-      noteSize(window, event.xconfigure.width, event.xconfigure.height);
-      return;
-    case ClientMessage:
-      if (event.xclient.message_type == c.wmProtocols &&
-          static_cast<Atom>(event.xclient.data.l[0]) == c.wmDeleteWindow)
-        queueEvent(window, messageOf(kWindowClose));
-      return;
-    case ButtonPress:
-    case ButtonRelease: {
-      const XButtonEvent& e = event.xbutton;
-      m.x = e.x;
-      m.y = e.y;
-      m.modifiers = modifiersOf(e.state);
-      if (e.button == kWheelAwayButton || e.button == kWheelTowardsButton) {
-        if (event.type == ButtonRelease) return;
-        m.kind = kWindowWheel;
-        m.wheel = e.button == kWheelAwayButton ? 1 : -1;
-      } else if (e.button >= Button1 && e.button <= Button3) {
-        m.kind = event.type == ButtonPress ? kWindowMouseDown : kWindowMouseUp;
-        m.button = static_cast<int32_t>(e.button);
-      } else {
-        return;
-      }
-      queueEvent(window, m);
-      return;
-    }
-    case MotionNotify: {
-      const XMotionEvent& e = event.xmotion;
-      m.kind = kWindowMouseMove;
-      m.x = e.x;
-      m.y = e.y;
-      m.modifiers = modifiersOf(e.state);
-      m.button = buttonsHeld(e.state);
-      queueEvent(window, m);
-      return;
-    }
-    case KeyPress:
-    case KeyRelease:
-      m.kind = event.type == KeyPress ? kWindowKeyDown : kWindowKeyUp;
-      m.modifiers = modifiersOf(event.xkey.state);
-      keyText(event.xkey, m);
-      queueEvent(window, m);
-      return;
-    default:
-      return;
-  }
-}
-
-void pump(WindowConnection* c) {
-  if (!c || c->broken) return;
-  while (!c->broken && XPending(c->display) > 0) {
-    XEvent event;
-    XNextEvent(c->display, &event);
-    dispatch(*c, event);
-  }
-}
-
 // Takes (or with remove false, looks at) the next message: posted, then X events, then the
 // paint, then the timer.
 bool nextMessage(PlatformWindow* window, WindowMessage* out, bool remove) {
@@ -222,12 +70,12 @@ bool nextMessage(PlatformWindow* window, WindowMessage* out, bool remove) {
       return true;
     }
   }
-  pump(window->connection.get());
+  windowEventsPump(window->connection.get());
   // A child's input and paint come through its parent: the child has no loop of its own.
   if (window->connection && !window->child)
     for (PlatformWindow* w : window->connection->windows) {
       if (w->parentWindow != window) continue;
-      while (!w->events.empty() && !window->enabled && isInput(w->events.front().kind)) w->events.pop_front();
+      while (!w->events.empty() && !window->enabled && windowMessageIsInput(w->events.front().kind)) w->events.pop_front();
       if (!w->events.empty()) {
         if (out) {
           *out = w->events.front();
@@ -238,7 +86,7 @@ bool nextMessage(PlatformWindow* window, WindowMessage* out, bool remove) {
       }
       if (w->paintWaiting) {
         if (out) {
-          *out = messageOf(kWindowPaint);
+          *out = windowMessageOf(kWindowPaint);
           out->area = w->paintArea;
           out->source = w;
         }
@@ -247,7 +95,7 @@ bool nextMessage(PlatformWindow* window, WindowMessage* out, bool remove) {
       }
     }
   auto& events = window->events;
-  while (!events.empty() && !window->enabled && isInput(events.front().kind)) events.pop_front();
+  while (!events.empty() && !window->enabled && windowMessageIsInput(events.front().kind)) events.pop_front();
   if (!events.empty()) {
     if (out) *out = events.front();
     if (remove) events.pop_front();
@@ -255,7 +103,7 @@ bool nextMessage(PlatformWindow* window, WindowMessage* out, bool remove) {
   }
   if (window->paintWaiting) {
     if (out) {
-      *out = messageOf(kWindowPaint);
+      *out = windowMessageOf(kWindowPaint);
       out->area = window->paintArea;
     }
     if (remove) window->paintWaiting = false;
@@ -263,7 +111,7 @@ bool nextMessage(PlatformWindow* window, WindowMessage* out, bool remove) {
   }
   const auto now = Clock::now();
   if (now >= window->nextTick) {
-    if (out) *out = messageOf(kWindowTimer);
+    if (out) *out = windowMessageOf(kWindowTimer);
     if (remove) {
       // A late tick is not made up for: one timer message, then the period again.
       window->nextTick += kTimerPeriod;
@@ -507,7 +355,7 @@ void windowSetEnabled(PlatformWindow* window, bool enabled) {
   window->enabled = enabled;
   if (!enabled) {
     auto& events = window->events;
-    events.erase(std::remove_if(events.begin(), events.end(), [](const WindowMessage& m) { return isInput(m.kind); }),
+    events.erase(std::remove_if(events.begin(), events.end(), [](const WindowMessage& m) { return windowMessageIsInput(m.kind); }),
                  events.end());
   }
 }
@@ -518,7 +366,7 @@ void windowShow(PlatformWindow* window) {
   if (!window) return;
   if (!windowDrawable(window)) {
     // Headless, showing still asks for the first paint, as the server's expose would.
-    queuePaint(window, {0, 0, window->width, window->height});
+    windowQueuePaint(window, {0, 0, window->width, window->height});
     return;
   }
   XMapWindow(window->connection->display, window->xid);
@@ -554,7 +402,7 @@ void windowMoveResize(PlatformWindow* window, int32_t x, int32_t y, int32_t widt
   window->left = x;
   window->top = y;
   if (!windowDrawable(window)) {
-    noteSize(window, width, height);
+    windowNoteSize(window, width, height);
     return;
   }
   // The size message comes with the server's ConfigureNotify.
@@ -578,7 +426,7 @@ void windowSetSizeLimits(PlatformWindow* window, int32_t minWidth, int32_t minHe
   height = std::clamp(height, 1, kWindowProtocolLimit);
   const bool resize = width != window->width || height != window->height;
   if (!windowDrawable(window)) {
-    if (resize) noteSize(window, width, height);
+    if (resize) windowNoteSize(window, width, height);
     return;
   }
   // Only the size: a move to the remembered place would land off by a window manager's frame.
@@ -602,5 +450,5 @@ void windowClampSize(int32_t* width, int32_t* height, int32_t minWidth, int32_t 
 }
 
 void windowInvalidate(PlatformWindow* window, const WindowRect& area) {
-  if (window) queuePaint(window, area);
+  if (window) windowQueuePaint(window, area);
 }

@@ -94,3 +94,13 @@ void windowUtf8Append(std::string* text, uint32_t code);
 // The drawing side's part in a window's and a connection's end (window_draw.cpp).
 void windowDrawRelease(PlatformWindow* window);
 void windowFontsRelease(WindowConnection* connection);
+
+// The event side of the windows (window_events.cpp), for window.cpp.
+WindowMessage windowMessageOf(WindowMessageKind kind);
+bool windowMessageIsInput(WindowMessageKind kind);  // mouse, wheel and keys
+// Asks for a paint of `area` within the window, merged with one that waits.
+void windowQueuePaint(PlatformWindow* window, const WindowRect& area);
+// A new size: noted, and a size message queued.
+void windowNoteSize(PlatformWindow* window, int32_t width, int32_t height);
+// Turns every event the connection has into messages on the windows they name.
+void windowEventsPump(WindowConnection* c);
