@@ -21,10 +21,7 @@ class Refinement : public ::testing::Test {
   void SetUp() override {
     unsetenv("DISPLAY");
     shadetest::loadRuntimeOnce();
-    world.addObject(shadetest::planeModel(8.0f), "Floor", {0, -1, 0});
-    world.addObject(shadetest::sphereModel(0.8f), "Ball", {0, 0, 4});
-    world.addLight(host::LightKind::Distant, "Sun", {0, 0, 0}, {0.4, 0.7, 0});
-    world.addCamera("Camera");
+    shadetest::addBallOnFloor(world);
     world.start();
     viewer = viewerOpenOnCapture(world.capture(), nullptr, 40, 30);
     ASSERT_NE(viewer, nullptr);

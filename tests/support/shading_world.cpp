@@ -13,6 +13,13 @@
 
 namespace shadetest {
 
+int addBallOnFloor(ShadingWorld& world) {
+  world.addObject(planeModel(8.0f), "Floor", {0, -1, 0});
+  world.addObject(sphereModel(0.8f), "Ball", {0, 0, 4});
+  world.addLight(host::LightKind::Distant, "Sun", {0, 0, 0}, {0.4, 0.7, 0});
+  return world.addCamera("Camera");
+}
+
 void loadRuntimeOnce() {
   static const bool loaded = runtimeLoad() == 1;
   (void)loaded;

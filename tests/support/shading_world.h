@@ -72,6 +72,10 @@ class ShadingWorld {
   CapturedEnvironment environment_{};
 };
 
+// A ball over a floor under a sun: the small scene of the preview's tests. Gives the index of
+// the camera, which looks at the ball.
+int addBallOnFloor(ShadingWorld& world);
+
 // The radiosity settings for the life of a scope.
 class RadiosityScope {
  public:

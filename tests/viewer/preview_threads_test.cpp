@@ -19,10 +19,7 @@ namespace {
 TEST(PreviewThreads, PansZoomsAndResizesWhileRefining) {
   shadetest::loadRuntimeOnce();
   shadetest::ShadingWorld world;
-  world.addObject(shadetest::planeModel(8.0f), "Floor", {0, -1, 0});
-  world.addObject(shadetest::sphereModel(0.8f), "Ball", {0, 0, 4});
-  world.addLight(host::LightKind::Distant, "Sun", {0, 0, 0}, {0.4, 0.7, 0});
-  world.addCamera("Camera");
+  shadetest::addBallOnFloor(world);
   world.start();
   previewtest::PreviewWindow preview(world.capture(), 160, 120);
   ASSERT_TRUE(preview.ok());

@@ -24,10 +24,7 @@ class ViewerGui : public ::testing::Test {
  protected:
   void SetUp() override {
     shadetest::loadRuntimeOnce();
-    world.addObject(shadetest::planeModel(8.0f), "Floor", {0, -1, 0});
-    world.addObject(shadetest::sphereModel(0.8f), "Ball", {0, 0, 4});
-    world.addLight(host::LightKind::Distant, "Sun", {0, 0, 0}, {0.4, 0.7, 0});
-    const int camera = world.addCamera("Camera");
+    const int camera = shadetest::addBallOnFloor(world);
     world.scene().items[size_t(camera)].camera.width = 100;
     world.scene().items[size_t(camera)].camera.height = 50;
     world.start();

@@ -46,11 +46,8 @@ class ViewerLayers : public ::testing::Test {
   void SetUp() override {
     unsetenv("DISPLAY");
     shadetest::loadRuntimeOnce();
-    world.addObject(shadetest::planeModel(8.0f), "Floor", {0, -1, 0});
-    world.addObject(shadetest::sphereModel(0.8f), "Ball", {0, 0, 4});
-    world.addLight(host::LightKind::Distant, "Sun", {0, 0, 0}, {0.4, 0.7, 0});
+    shadetest::addBallOnFloor(world);
     lamp = world.addLight(host::LightKind::Point, "Lamp", {1, 2, 2});
-    world.addCamera("Camera");
     world.scene().render.traceShadows = true;
     world.start();
     viewer = viewerOpenOnCapture(world.capture(), nullptr, 40, 30);
