@@ -19,6 +19,7 @@
 #include "toolkit/panel.h"
 #include "toolkit/text_control.h"
 #include "viewer/preview_layers.h"
+#include "viewer/preview_save.h"
 #include "viewer/tile_engine.h"
 #include "viewer/view_control.h"
 #include "viewer/view_display.h"
@@ -79,6 +80,11 @@ int32_t pressPause(PanelControl* control) {
     ControlSetText(button, 1, kPauseText);
     engineUnlock(viewer->engine);
   }
+  return 0;
+}
+
+int32_t pressSave(PanelControl* control) {
+  if (ViewerPanel* viewer = viewerOfPanel(control)) previewSaveImage(viewer);
   return 0;
 }
 
@@ -215,7 +221,7 @@ bool makeControls(ViewerPanel* viewer) {
     if (LWItemID item = viewerRenderCamera(0.0)) itemChooserSet(camera, &item, 1);
   }
   viewer->cameraControl = camera;
-  viewer->saveButton = makeButton("SAVE", 135, 2, 37, "Save", panel, nullptr);
+  viewer->saveButton = makeButton("SAVE", 135, 2, 37, "Save", panel, pressSave);
   viewer->fitViewButton = makeButton("FITVIEW", 175, 2, 54, "Fit View", panel, pressFitView);
   viewer->fullSizeButton = makeButton("FULLVIEW", 233, 2, 60, "Full Size", panel, pressFullSize);
   viewer->iterationText = textCreate("IT", 297, 5, panel, "");
