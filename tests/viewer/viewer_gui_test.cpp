@@ -87,6 +87,13 @@ TEST_F(ViewerGui, TitleIterationPauseAndFullSize) {
   ASSERT_TRUE(testwait::eventually([&] { return pauseText() == "Pause"; }));
   ASSERT_TRUE(testwait::eventually([&] { return iteration() > paused; }, 60000));
 
+  // Save, the file named on the host's command line: the picture as a float EXR.
+  const std::string saved = std::string(OMBREL_BINARY_DIR) + "/preview-shots/saved-preview.exr";
+  std::filesystem::remove(saved);
+  world.host().settings().fileRequestAnswer = saved;
+  ASSERT_TRUE(panelprobe::clickOn(viewer->panel, viewer->saveButton));
+  EXPECT_TRUE(testwait::eventually([&] { return std::filesystem::exists(saved); }));
+
   // Full Size: the frame at 1:1 (100 x 50, widened to 300 for the buttons), then back.
   ASSERT_TRUE(panelprobe::clickOn(viewer->panel, viewer->fullSizeButton));
   ASSERT_TRUE(testwait::eventually([&] {
