@@ -10,6 +10,7 @@
 #include <lwimage.h>
 
 #include "runtime/global_services.h"
+#include "toolkit/panel.h"
 #include "viewer/tile_engine.h"
 #include "viewer/viewer_panel.h"
 
@@ -32,15 +33,6 @@ constexpr size_t kCutWithin = 5;
 int32_t rememberedSaver = 0;
 
 void copyText(char* out, const char* text, size_t size = kSaveTextSize) { std::snprintf(out, size, "%s", text ? text : ""); }
-
-void tellError(const char* first, const char* second) {
-  const LWMessageFuncs* messages = globalServices.messages;
-  if (!messages || !messages->error) return;
-  try {
-    messages->error(first, second);
-  } catch (...) {
-  }
-}
 
 bool askYes(const char* title, const char* first, const char* second) {
   const LWMessageFuncs* messages = globalServices.messages;
@@ -138,7 +130,7 @@ int32_t saveFileDialog(const char* title, char* directory, char* name, char* ext
 void previewSaveImage(ViewerPanel* viewer) {
   RefineState* s = &viewer->refine;
   if (!s->refineActive.load()) {
-    tellError(kInitializingFirst, kInitializingSecond);
+    panelShowError(kInitializingFirst, kInitializingSecond);
     return;
   }
   auto* util = hostTransientAs<LWImageUtil>(LWIMAGEUTIL_GLOBAL);
@@ -161,7 +153,7 @@ void previewSaveImage(ViewerPanel* viewer) {
     image = nullptr;
   }
   if (!image) {
-    tellError(kCreateFailedFirst, kCreateFailedSecond);
+    panelShowError(kCreateFailedFirst, kCreateFailedSecond);
     return;
   }
   // The picture holds still while it is copied; the rows go top first.
