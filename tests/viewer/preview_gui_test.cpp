@@ -14,6 +14,7 @@
 #include "support/preview_window.h"
 #include "support/shading_world.h"
 #include "support/x_server.h"
+#include "viewer/tile_engine.h"
 
 namespace {
 
@@ -58,8 +59,17 @@ TEST(PreviewGui, CoarseAtOnceThenRefinedLikeTheFinalRenderAndPannedLayersAtOnce)
   ViewerPanel* viewer = preview.viewer();
   const double aspect = viewer->camera.imageAspect;
 
-  // The layers, before the refinement has taken over.
-  const testx::Pixels coarse = preview.grab(shots + "1-coarse.png");
+  // The layers, before the refinement has taken over: once the unlit and the light layers
+  // have a level each, and the view has drawn them.
+  ASSERT_TRUE(testwait::eventually([&] {
+    for (int32_t layer : {kLayerUnlit, kLayerLightsChanged}) {
+      int32_t sx = kLayerShownNone, sy = kLayerShownNone;
+      engineGetStrides(viewer->engine, layer, &sx, &sy);
+      if (sx >= kLayerShownNone || sy >= kLayerShownNone) return false;
+    }
+    return true;
+  }));
+  const testx::Pixels coarse = preview.grab(shots + "1-coarse.png", 2);
   double brightness = 0;
   for (uint32_t c : coarse.rgb) brightness += ((c >> 16) & 255) + ((c >> 8) & 255) + (c & 255);
   EXPECT_GT(brightness / (3.0 * coarse.rgb.size()), 20.0) << "the coarse picture is black";
