@@ -80,6 +80,8 @@ TEST_F(ViewerGui, TitleIterationPauseAndFullSize) {
   // Paused, it stands; unpaused, it grows again.
   ASSERT_TRUE(panelprobe::clickOn(viewer->panel, viewer->pauseButton));
   ASSERT_TRUE(testwait::eventually([&] { return pauseText() == "Unpause"; }));
+  // The text catches up with the last pass at the panel's next idle moment.
+  ASSERT_TRUE(testwait::eventually([&] { return iteration() == viewer->refine.quality.load() + 1; }));
   const long paused = iteration();
   std::this_thread::sleep_for(std::chrono::milliseconds(600));
   EXPECT_EQ(iteration(), paused);
